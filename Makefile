@@ -1,0 +1,33 @@
+# The two commands of the README: `make test` and `make demo`. Both install the
+# Debian packages they need first.
+
+BUILD_ROOT ?= build
+TEST_BUILD := $(BUILD_ROOT)/test
+RELEASE_BUILD := $(BUILD_ROOT)/release
+JOBS ?= $(shell nproc)
+
+.PHONY: all deps build test unit-test demo clean
+
+all: build
+
+deps:
+	@./scripts/install-deps.sh
+
+# The tool as it goes onto a board.
+build: deps
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF
+	cmake --build $(RELEASE_BUILD) -j$(JOBS)
+
+# Everything built with AddressSanitizer and UndefinedBehaviorSanitizer.
+unit-test: deps
+	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=Debug -DFPU_SANITIZE=ON
+	cmake --build $(TEST_BUILD) -j$(JOBS)
+	ctest --test-dir $(TEST_BUILD) --output-on-failure -j$(JOBS)
+
+test: unit-test
+
+demo: build
+	@./scripts/demo.sh $(RELEASE_BUILD)
+
+clean:
+	rm -rf $(BUILD_ROOT)

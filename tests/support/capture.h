@@ -1,0 +1,29 @@
+// Captures what code under test writes to standard output and standard error.
+#pragma once
+
+#include <string>
+
+struct captured_output {
+    std::string out;
+    std::string err;
+};
+
+struct capture_state {
+    int saved_out = -1;
+    int saved_err = -1;
+    int out_file = -1;
+    int err_file = -1;
+};
+
+void capture_begin(capture_state* state);
+captured_output capture_end(capture_state* state);
+
+// Runs body with both streams redirected; returns its result and the output.
+template <typename Body> auto capture_output(captured_output* output, Body body)
+{
+    capture_state state;
+    capture_begin(&state);
+    auto result = body();
+    *output = capture_end(&state);
+    return result;
+}

@@ -1,0 +1,18 @@
+// Update administration records: the Linux update administration (one slot
+// per baseline) and the bootloader update administration (two alternating
+// slots), as the board's boot loader reads them.
+#pragma once
+
+#include <cstdint>
+
+// Copies the running baseline's Linux record into the updated baseline's slot
+// with its sequence one higher. 0; 6 when the administration cannot be read
+// or written; 29 when the running baseline's record is not valid.
+[[nodiscard]] int finalise_fs_update(int current_baseline, int updating_baseline,
+                                     uint32_t board_id);
+
+// Makes the bootloader record prepared by libsu_store_package the newest one.
+// 0; 22 for a type other than 1; 1 when nothing was stored in this process;
+// 19 when the page-32 administration could not be overwritten; -1 when a
+// dataflash transfer failed.
+[[nodiscard]] int libsu_make_update_persistent(int type);

@@ -1,0 +1,64 @@
+#include "firmpack/checksum.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+
+namespace {
+
+// The byte table of the reflected CRC-32 polynomial 0xEDB88320: entry n is
+// the register after shifting byte n through eight steps. Computed by the
+// compiler, so it is constant data.
+constexpr std::array<uint32_t, 256> make_crc32_table()
+{
+    std::array<uint32_t, 256> table{};
+    for (uint32_t n = 0; n < 256; ++n) {
+        uint32_t reg = n;
+        for (int step = 0; step < 8; ++step) {
+            reg = (reg & 1) != 0 ? (reg >> 1) ^ 0xEDB88320u : reg >> 1;
+        }
+        table[n] = reg;
+    }
+    return table;
+}
+
+constexpr std::array<uint32_t, 256> crc32_table = make_crc32_table();
+static_assert(crc32_table[1] == 0x77073096u);
+static_assert(crc32_table[255] == 0x2D02EF8Du);
+
+inline uint32_t crc32_byte(uint32_t reg, uint8_t byte)
+{
+    return crc32_table[(reg ^ byte) & 0xFF] ^ (reg >> 8);
+}
+
+// Four table steps over a whole aligned word, read little-endian so that the
+// result is the same as four byte steps on any host.
+inline uint32_t crc32_word(uint32_t reg, const uint8_t* word)
+{
+    reg ^= uint32_t{word[0]} | (uint32_t{word[1]} << 8) | (uint32_t{word[2]} << 16) |
+           (uint32_t{word[3]} << 24);
+    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
+    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
+    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
+    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
+    return reg;
+}
+
+} // namespace
+
+uint32_t checksum_crc32(uint32_t seed, const uint8_t* data, uint32_t length)
+{
+    uint32_t reg = ~seed;
+    while (length > 0 && (reinterpret_cast<std::uintptr_t>(data) & 3) != 0) {
+        reg = crc32_byte(reg, *data++);
+        --length;
+    }
+    for (; length >= 4; length -= 4, data += 4) {
+        reg = crc32_word(reg, data);
+    }
+    while (length > 0) {
+        reg = crc32_byte(reg, *data++);
+        --length;
+    }
+    return ~reg;
+}

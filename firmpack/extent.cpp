@@ -1,0 +1,14 @@
+#include "firmpack/extent.h"
+
+#include <libfdt.h>
+
+int firmpack_check_extent(const uint8_t* buffer, uint32_t size)
+{
+    if (size < sizeof(fdt32_t) || fdt_magic(buffer) != FDT_MAGIC) {
+        return 0;
+    }
+    if (size < sizeof(struct fdt_header) || fdt_totalsize(buffer) > size) {
+        return -1;
+    }
+    return 0;
+}

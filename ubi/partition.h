@@ -1,0 +1,12 @@
+// MTD partition lookup and UBI volume preparation.
+#pragma once
+
+// 0 with the number of the lowest MTD device whose sysfs name contains
+// partition_name; 22 when the scan reaches a missing device first; -1 when a
+// name file could not be closed.
+[[nodiscard]] int find_mtd_partition(const char* partition_name, int* mtd_number);
+
+// Detaches, erases and reattaches MTD device mtd_number as UBI device
+// mtd_number + 10 and creates one volume named partition_name filling it.
+// 0, or the non-zero result of the first utility that failed.
+[[nodiscard]] int prepare_ubi_volume(int mtd_number, const char* partition_name);

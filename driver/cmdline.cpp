@@ -1,0 +1,74 @@
+#include "driver/cmdline.h"
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+constexpr const char* CMDLINE_PATH = "/proc/cmdline";
+
+// Filled by the first caller that finds it empty; never changed afterwards.
+char cmdline_cache[CMDLINE_SIZE];
+
+int read_cmdline_cache()
+{
+    FILE* stream = fopen(CMDLINE_PATH, "r");
+    if (stream == nullptr) {
+        int error = errno;
+        fprintf(stderr, "Failed to open %s : %s\n", CMDLINE_PATH, strerror(error));
+        return error;
+    }
+    // Lines longer than the cache are kept to the cache's size; the kernel's
+    // own limit keeps real command lines well below it.
+    std::size_t length = 0;
+    int c;
+    while (length < CMDLINE_SIZE - 1 && (c = fgetc(stream)) != EOF) {
+        cmdline_cache[length++] = static_cast<char>(c);
+    }
+    cmdline_cache[length] = '\0';
+    fclose(stream);
+    return 0;
+}
+
+} // namespace
+
+void cmdline_find_param(const char* cmdline, const char* key, char* value)
+{
+    value[0] = '\0';
+    char words[CMDLINE_SIZE] = {};
+    strncpy(words, cmdline, CMDLINE_SIZE - 1);
+
+    std::size_t key_length = strlen(key);
+    char* word = words;
+    while (*word != '\0') {
+        char* end = strchr(word, ' ');
+        if (end != nullptr) {
+            *end = '\0';
+        }
+        if (strncmp(word, key, key_length) == 0 && word[key_length] == '=') {
+            strcpy(value, word + key_length + 1);
+            return;
+        }
+        if (end == nullptr) {
+            return;
+        }
+        word = end + 1;
+    }
+}
+
+int get_cmdline_param(const char* key, char* value)
+{
+    value[0] = '\0';
+    if (cmdline_cache[0] == '\0') {
+        int result = read_cmdline_cache();
+        if (result != 0) {
+            return result;
+        }
+        if (cmdline_cache[0] == '\0') {
+            return 1;
+        }
+    }
+    cmdline_find_param(cmdline_cache, key, value);
+    return 0;
+}

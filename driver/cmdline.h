@@ -1,0 +1,17 @@
+// The kernel command line: the only reader of /proc/cmdline.
+#pragma once
+
+#include <cstddef>
+
+// Size of the command-line cache and of every caller's value buffer.
+inline constexpr std::size_t CMDLINE_SIZE = 4096;
+
+// Copies into value (CMDLINE_SIZE bytes) the value of the first word of
+// cmdline that reads key=value, or the empty text. Words are separated by
+// single blanks only; tab and newline belong to the words.
+void cmdline_find_param(const char* cmdline, const char* key, char* value);
+
+// Looks key up in the kernel command line, read once per process. 0 whether
+// or not the key was found (value empty when not); the errno value when
+// /proc/cmdline cannot be opened; 1 when it reads empty.
+[[nodiscard]] int get_cmdline_param(const char* key, char* value);

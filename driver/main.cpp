@@ -1,0 +1,38 @@
+// firmpack-update: installs a matched pair of firmpacks on this board.
+
+#include "driver/sources.h"
+#include "driver/startup.h"
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+#include <csignal>
+
+int main(int argc, char** argv)
+{
+    // Our lines and the utilities' lines reach a pipe or a file in the order a
+    // person on the serial console would see them.
+    setvbuf(stdout, nullptr, _IOLBF, 0);
+    // A utility that stops reading its input must fail our write with EPIPE,
+    // not end the whole update half-way.
+    signal(SIGPIPE, SIG_IGN);
+
+    request_normal_scheduling();
+    uint32_t board_id = read_board_id();
+    printf("## Info: Firmpacks must match board-id: 0x%x\n", board_id);
+
+    int result = EINVAL;
+    switch (select_source(argc, argv)) {
+    case SOURCE_SHM:
+        result = update_from_shm(board_id);
+        break;
+    case SOURCE_FILES:
+        result = update_from_files(argv[1], argv[2], board_id);
+        break;
+    case SOURCE_USAGE:
+        print_usage(argc > 0 ? argv[0] : nullptr);
+        result = EINVAL;
+        break;
+    }
+    return exit_status_of(result);
+}

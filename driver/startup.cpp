@@ -1,0 +1,89 @@
+#include "driver/startup.h"
+
+#include "driver/cmdline.h"
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <sched.h>
+
+namespace {
+
+constexpr const char* KEY_BOARD_IO = "brd_id_io";
+constexpr const char* KEY_BOARD_CORE = "brd_id_core";
+constexpr const char* OPTION_SHM = "--shm";
+constexpr const char* PROGRAM_NAME = "firmpack-update";
+
+uint32_t decimal_value(const char* text)
+{
+    return static_cast<uint32_t>(strtol(text, nullptr, 10));
+}
+
+} // namespace
+
+uint32_t board_id_from_params(const char* brd_id_io, const char* brd_id_core)
+{
+    return (decimal_value(brd_id_io) << 8) | decimal_value(brd_id_core);
+}
+
+uint32_t read_board_id()
+{
+    char io[CMDLINE_SIZE];
+    char core[CMDLINE_SIZE];
+    // A key that cannot be read contributes 0, as an absent one does.
+    if (get_cmdline_param(KEY_BOARD_IO, io) != 0) {
+        io[0] = '\0';
+    }
+    if (get_cmdline_param(KEY_BOARD_CORE, core) != 0) {
+        core[0] = '\0';
+    }
+    return board_id_from_params(io, core);
+}
+
+firmpack_source select_source(int argc, const char* const* argv)
+{
+    if (argc == 2 && strcmp(argv[1], OPTION_SHM) == 0) {
+        return SOURCE_SHM;
+    }
+    if (argc == 3) {
+        return SOURCE_FILES;
+    }
+    return SOURCE_USAGE;
+}
+
+void print_usage(const char* program)
+{
+    if (program == nullptr) {
+        program = PROGRAM_NAME;
+    }
+    printf("Usage: %s <fp_os.img> <fp_app.img>\n", program);
+    printf("       %s --shm\n", program);
+}
+
+void request_normal_scheduling()
+{
+    struct sched_param param;
+    if (sched_getparam(0, &param) != 0) {
+        perror("sched_getparam");
+        return;
+    }
+    param.sched_priority = 0;
+    if (sched_setscheduler(0, SCHED_OTHER, &param) != 0) {
+        perror("sched_setscheduler");
+    }
+}
+
+int exit_status_of(int result)
+{
+    auto bits = static_cast<uint32_t>(result);
+    if (bits == 0) {
+        return 0;
+    }
+    if ((bits & 0xFF) != 0) {
+        return static_cast<int>(bits & 0xFF);
+    }
+    if (((bits >> 8) & 0xFF) != 0) {
+        return static_cast<int>((bits >> 8) & 0xFF);
+    }
+    return 1;
+}

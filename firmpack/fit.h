@@ -54,6 +54,9 @@ struct name_table_entry {
 [[nodiscard]] int firmpack_config_firmware(const uint8_t* fit, int config);
 
 // 0 and the value, or -1 with a null pointer (and zero length) when missing.
+// A string property counts as missing when its value holds no NUL byte.
+[[nodiscard]] int firmpack_get_string(const uint8_t* fit, int node, const char* property,
+                                      const char** text);
 [[nodiscard]] int firmpack_get_description(const uint8_t* fit, int node, const char** description);
 [[nodiscard]] int firmpack_get_data(const uint8_t* fit, int node, const uint8_t** data,
                                     uint32_t* size);

@@ -1,0 +1,207 @@
+#include "firmpack/fit.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <libfdt.h>
+#include <strings.h>
+
+namespace {
+
+constexpr uint32_t SINGLE_IMAGE_MAGIC = 0x27051956;
+
+constexpr const char* IMAGES_PATH = "/images";
+constexpr const char* CONFIGURATIONS_PATH = "/configurations";
+
+constexpr const char* PROP_DESCRIPTION = "description";
+constexpr const char* PROP_TIMESTAMP = "timestamp";
+constexpr const char* PROP_DATA = "data";
+constexpr const char* PROP_COMPRESSION = "compression";
+constexpr const char* PROP_HASH_VALUE = "value";
+constexpr const char* PROP_FDT = "fdt";
+constexpr const char* PROP_FILESYSTEM = "filesystem";
+constexpr const char* PROP_FIRMWARE = "firmware";
+
+constexpr const char* COMPRESSION_TITLE = "Compression";
+
+// Ends with a negative id. The order is the order of the error listing.
+constexpr name_table_entry compression_table[] = {
+    {COMPRESSION_NONE, "none"}, {COMPRESSION_BZIP2, "bzip2"}, {COMPRESSION_GZIP, "gzip"},
+    {COMPRESSION_LZMA, "lzma"}, {COMPRESSION_LZO, "lzo"},     {-1, nullptr},
+};
+
+uint32_t get_be32(const uint8_t* bytes)
+{
+    return (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) |
+           uint32_t{bytes[3]};
+}
+
+// The parent path is resolved on every call; nothing is cached.
+int child_node(const uint8_t* fit, const char* parent_path, const char* name)
+{
+    int parent = fdt_path_offset(fit, parent_path);
+    if (parent < 0) {
+        return parent;
+    }
+    return fdt_subnode_offset(fit, parent, name);
+}
+
+bool has_property(const uint8_t* fit, int node, const char* property)
+{
+    return fdt_getprop(fit, node, property, nullptr) != nullptr;
+}
+
+// A property's bytes and length, or null and the length's libfdt code.
+const uint8_t* property_bytes(const uint8_t* fit, int node, const char* property, int* length)
+{
+    return static_cast<const uint8_t*>(fdt_getprop(fit, node, property, length));
+}
+
+// A string property in place. A value without its terminating NUL inside the
+// property is not a string: reading it as one would run on into the tree.
+const char* property_string(const uint8_t* fit, int node, const char* property, int* length)
+{
+    const uint8_t* value = property_bytes(fit, node, property, length);
+    if (value == nullptr) {
+        return nullptr;
+    }
+    if (memchr(value, '\0', static_cast<std::size_t>(*length)) == nullptr) {
+        *length = -FDT_ERR_BADVALUE;
+        return nullptr;
+    }
+    return reinterpret_cast<const char*>(value);
+}
+
+void print_valid_names(const name_table_entry* table, const char* title)
+{
+    fprintf(stderr, "\nInvalid %s Type - valid names are", title);
+    char separator = ':';
+    for (const name_table_entry* row = table; row->id >= 0; ++row) {
+        if (row->name == nullptr) {
+            continue;
+        }
+        fprintf(stderr, "%c %s", separator, row->name);
+        separator = ',';
+    }
+    fprintf(stderr, "\n");
+}
+
+} // namespace
+
+int firmpack_get_format(const uint8_t* fit)
+{
+    if (get_be32(fit) == SINGLE_IMAGE_MAGIC) {
+        return FIRMPACK_FORMAT_SINGLE;
+    }
+    if (fdt_check_header(fit) == 0) {
+        return FIRMPACK_FORMAT_FIT;
+    }
+    return FIRMPACK_FORMAT_INVALID;
+}
+
+int firmpack_check_format(const uint8_t* fit)
+{
+    if (!has_property(fit, 0, PROP_DESCRIPTION)) {
+        return 0;
+    }
+    if (!has_property(fit, 0, PROP_TIMESTAMP)) {
+        return 0;
+    }
+    return fdt_path_offset(fit, IMAGES_PATH) >= 0 ? 1 : 0;
+}
+
+int firmpack_image_node(const uint8_t* fit, const char* image_name)
+{
+    return child_node(fit, IMAGES_PATH, image_name);
+}
+
+int firmpack_config_node(const uint8_t* fit, const char* config_name)
+{
+    return child_node(fit, CONFIGURATIONS_PATH, config_name);
+}
+
+int firmpack_config_image(const uint8_t* fit, int config, const char* property)
+{
+    int length = 0;
+    const char* image_name = property_string(fit, config, property, &length);
+    if (image_name == nullptr) {
+        return length;
+    }
+    return firmpack_image_node(fit, image_name);
+}
+
+int firmpack_config_fdt(const uint8_t* fit, int config)
+{
+    return firmpack_config_image(fit, config, PROP_FDT);
+}
+
+int firmpack_config_filesystem(const uint8_t* fit, int config)
+{
+    return firmpack_config_image(fit, config, PROP_FILESYSTEM);
+}
+
+int firmpack_config_firmware(const uint8_t* fit, int config)
+{
+    return firmpack_config_image(fit, config, PROP_FIRMWARE);
+}
+
+int firmpack_get_string(const uint8_t* fit, int node, const char* property, const char** text)
+{
+    int length = 0;
+    *text = property_string(fit, node, property, &length);
+    return *text != nullptr ? 0 : -1;
+}
+
+int firmpack_get_description(const uint8_t* fit, int node, const char** description)
+{
+    return firmpack_get_string(fit, node, PROP_DESCRIPTION, description);
+}
+
+int firmpack_get_data(const uint8_t* fit, int node, const uint8_t** data, uint32_t* size)
+{
+    int length = 0;
+    *data = property_bytes(fit, node, PROP_DATA, &length);
+    if (*data == nullptr) {
+        *size = 0;
+        return -1;
+    }
+    *size = static_cast<uint32_t>(length);
+    return 0;
+}
+
+int firmpack_get_hash_value(const uint8_t* fit, int node, const uint8_t** value, int* length)
+{
+    *value = property_bytes(fit, node, PROP_HASH_VALUE, length);
+    if (*value == nullptr) {
+        *length = 0;
+        return -1;
+    }
+    return 0;
+}
+
+int firmpack_get_compression(const uint8_t* fit, int node, uint8_t* code)
+{
+    const char* name = nullptr;
+    if (firmpack_get_string(fit, node, PROP_COMPRESSION, &name) != 0) {
+        *code = COMPRESSION_UNKNOWN;
+        return -1;
+    }
+    *code = static_cast<uint8_t>(compression_by_name(name));
+    return 0;
+}
+
+int compression_by_name(const char* name)
+{
+    return name_table_lookup(compression_table, COMPRESSION_TITLE, name);
+}
+
+int name_table_lookup(const name_table_entry* table, const char* title, const char* name)
+{
+    for (const name_table_entry* row = table; row->id >= 0; ++row) {
+        if (row->name != nullptr && strcasecmp(row->name, name) == 0) {
+            return row->id;
+        }
+    }
+    print_valid_names(table, title);
+    return -1;
+}

@@ -12,15 +12,18 @@ namespace {
 
 namespace linux_record = linux_admin_record;
 
-bool is_baseline(int baseline) {
+bool is_baseline(int baseline)
+{
     return baseline == 1 || baseline == 2;
 }
 
-uint8_t* linux_slot(std::array<uint8_t, ADMIN_AREA_SIZE>& area, int baseline) {
+uint8_t* linux_slot(std::array<uint8_t, ADMIN_AREA_SIZE>& area, int baseline)
+{
     return area.data() + ADMIN_SLOT_SIZE * static_cast<uint32_t>(baseline - 1);
 }
 
-bool linux_record_is_valid(const uint8_t* r, uint32_t board_id) {
+bool linux_record_is_valid(const uint8_t* r, uint32_t board_id)
+{
     uint32_t magic = get_le32(r + linux_record::MAGIC);
     return magic == RECORD_MAGIC && get_le32(r + linux_record::MAGIC_END) == magic &&
            get_le32(r + linux_record::VALID) == RECORD_VALID &&
@@ -30,7 +33,8 @@ bool linux_record_is_valid(const uint8_t* r, uint32_t board_id) {
 
 // Erases the first bytes of the page-32 update administration, which this
 // system never reads; done just before a new bootloader record is written.
-int corrupt_update_administration() {
+int corrupt_update_administration()
+{
     std::array<uint8_t, PAGE32_ADMIN_CORRUPT_LENGTH> erased;
     erased.fill(0xFF);
     if (dataflash_transfer(1, erased.data(), PAGE32_ADMIN_OFFSET, PAGE32_ADMIN_CORRUPT_LENGTH) !=
@@ -43,7 +47,8 @@ int corrupt_update_administration() {
 
 } // namespace
 
-int finalise_fs_update(int current_baseline, int updating_baseline, uint32_t board_id) {
+int finalise_fs_update(int current_baseline, int updating_baseline, uint32_t board_id)
+{
     if (!is_baseline(current_baseline) || !is_baseline(updating_baseline) ||
         current_baseline == updating_baseline) {
         printf("ERROR: %s: Invalid baselines %i, %i\n", __func__, current_baseline,
@@ -71,7 +76,8 @@ int finalise_fs_update(int current_baseline, int updating_baseline, uint32_t boa
     return 0;
 }
 
-int libsu_make_update_persistent(int type) {
+int libsu_make_update_persistent(int type)
+{
     if (type != LIBSU_TYPE_BOOTLOADER) {
         printf("%s: Invalid type:%i\n", __func__, type);
         return EINVAL;

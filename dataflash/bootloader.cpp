@@ -17,13 +17,15 @@ constexpr const char* PACKAGE_NAME = "bootloader";
 // Lines of differing bytes shown for an image that reads back wrong.
 constexpr int MAX_BYTE_ERROR_LINES = 20;
 
-int refuse_type(const char* operation, int type) {
+int refuse_type(const char* operation, int type)
+{
     printf("%s: Invalid type:%i\n", operation, type);
     return EINVAL;
 }
 
 // Compares the newest valid record's description with the package's.
-void compare_with_installed(const char* description, uint32_t* update_required) {
+void compare_with_installed(const char* description, uint32_t* update_required)
+{
     int newest = find_newest_record();
     if (newest < 0) {
         printf("   Package '%-14.14s' not yet installed\n", PACKAGE_NAME);
@@ -42,7 +44,8 @@ void compare_with_installed(const char* description, uint32_t* update_required) 
     *update_required = 1;
 }
 
-void put_description(uint8_t* r, const char* description) {
+void put_description(uint8_t* r, const char* description)
+{
     uint8_t* field = r + record::DESCRIPTION;
     std::size_t length = strnlen(description, record::DESCRIPTION_SIZE);
     memcpy(field, description, length);
@@ -51,7 +54,8 @@ void put_description(uint8_t* r, const char* description) {
 }
 
 void put_record(uint8_t* r, const char* description, uint32_t sequence, uint32_t image_offset,
-                uint32_t image_length, uint32_t image_crc) {
+                uint32_t image_length, uint32_t image_crc)
+{
     put_le32(r + record::MAGIC, RECORD_MAGIC);
     put_le32(r + record::IMAGE_OFFSET, image_offset);
     put_le32(r + record::IMAGE_LENGTH, image_length);
@@ -63,7 +67,8 @@ void put_record(uint8_t* r, const char* description, uint32_t sequence, uint32_t
 }
 
 void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, uint32_t length,
-                               uint32_t image_crc) {
+                               uint32_t image_crc)
+{
     printf("CRC expected: %lu, CRC dataflash:%u\n", static_cast<unsigned long>(image_crc),
            checksum_crc32(0, read_back, length));
     int lines = 0;
@@ -79,7 +84,8 @@ void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, ui
 // Writes the image into its area and reads it back over the work buffer's
 // copy. 0; -1 when a transfer failed; 19 when it reads back different.
 int write_and_verify(const uint8_t* data, uint32_t length, uint32_t image_offset,
-                     uint32_t image_crc, uint8_t* work_buffer) {
+                     uint32_t image_crc, uint8_t* work_buffer)
+{
     if (dataflash_transfer(1, work_buffer, image_offset, length) != 0) {
         return -1;
     }
@@ -96,7 +102,8 @@ int write_and_verify(const uint8_t* data, uint32_t length, uint32_t image_offset
 } // namespace
 
 int libsu_is_update_required(int type, const char* description, uint8_t* work_buffer,
-                             uint32_t* update_required) {
+                             uint32_t* update_required)
+{
     if (type != LIBSU_TYPE_BOOTLOADER) {
         return refuse_type(__func__, type);
     }
@@ -115,7 +122,8 @@ int libsu_is_update_required(int type, const char* description, uint8_t* work_bu
 }
 
 int libsu_store_package(int type, const char* description, const uint8_t* data, uint32_t length,
-                        uint8_t* work_buffer) {
+                        uint8_t* work_buffer)
+{
     if (type != LIBSU_TYPE_BOOTLOADER) {
         return refuse_type(__func__, type);
     }

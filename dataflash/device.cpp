@@ -31,7 +31,8 @@ enum probe_outcome { PROBE_FOUND, PROBE_SKIPPED, PROBE_FAILED };
 
 // Opens the candidate device node read-only and decides whether it is the
 // writable dataflash; a found device is reopened read-write into *fd.
-probe_outcome probe_device(const char* path, int* fd, int* error) {
+probe_outcome probe_device(const char* path, int* fd, int* error)
+{
     int probe_fd = open(path, PROBE_FLAGS);
     if (probe_fd < 0) {
         *error = errno;
@@ -64,7 +65,8 @@ probe_outcome probe_device(const char* path, int* fd, int* error) {
 
 } // namespace
 
-int dataflash_open(int* descriptor) {
+int dataflash_open(int* descriptor)
+{
     // The search ends at the first device node that cannot be opened, so a
     // board without a dataflash stops at the first missing node.
     for (int number = FIRST_DEVICE_NUMBER; dataflash_fd < 0; ++number) {
@@ -86,7 +88,8 @@ int dataflash_open(int* descriptor) {
     return 0;
 }
 
-int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer) {
+int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer)
+{
     int fd = -1;
     int result = dataflash_open(&fd);
     if (result != 0) {
@@ -102,7 +105,8 @@ int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer) {
     return 0;
 }
 
-int dataflash_write(uint32_t offset, const uint8_t* buffer, uint32_t length) {
+int dataflash_write(uint32_t offset, const uint8_t* buffer, uint32_t length)
+{
     int fd = -1;
     int result = dataflash_open(&fd);
     if (result != 0) {

@@ -13,7 +13,8 @@ constexpr uint8_t ERASED_BYTE = 0xFF;
 
 } // namespace
 
-int install_legacy_firmpacks() {
+int install_legacy_firmpacks()
+{
     printf("## Legacy Firmpacks detected, preparing for downgrade...\n");
     // The dataflash has no erase command here: erasing means writing 0xFF.
     std::array<uint8_t, ADMIN_AREA_SIZE> buffer;

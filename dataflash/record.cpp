@@ -20,7 +20,8 @@ constexpr uint32_t FIRST_IMAGE_BYTE = BOOTLOADER_ADMIN_OFFSET + ADMIN_AREA_SIZE;
 constexpr uint32_t IMAGE_LIMIT = LINUX_ADMIN_OFFSET;
 static_assert(FIRST_IMAGE_BYTE == 0xCE820 && IMAGE_LIMIT == 0x410040);
 
-bool header_is_valid(const uint8_t* r) {
+bool header_is_valid(const uint8_t* r)
+{
     uint32_t magic = get_le32(r + record::MAGIC);
     uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
     // The end is summed in 64 bits: an offset and a length whose 32-bit sum
@@ -33,7 +34,8 @@ bool header_is_valid(const uint8_t* r) {
 
 } // namespace
 
-int read_bootloader_administration() {
+int read_bootloader_administration()
+{
     if (dataflash_transfer(0, admin_copy.data(), BOOTLOADER_ADMIN_OFFSET, ADMIN_AREA_SIZE) != 0) {
         return -1;
     }
@@ -41,7 +43,8 @@ int read_bootloader_administration() {
     return 0;
 }
 
-int check_administration_loaded(const char* operation) {
+int check_administration_loaded(const char* operation)
+{
     if (admin_records[0] == nullptr) {
         printf("ERROR: %s: update administration not loaded\n", operation);
         return EINVAL;
@@ -49,12 +52,14 @@ int check_administration_loaded(const char* operation) {
     return 0;
 }
 
-int write_admin_slot(uint32_t area_offset, int slot, uint8_t* slot_bytes) {
+int write_admin_slot(uint32_t area_offset, int slot, uint8_t* slot_bytes)
+{
     uint32_t offset = area_offset + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
     return dataflash_transfer(1, slot_bytes, offset, ADMIN_SLOT_SIZE) == 0 ? 0 : -1;
 }
 
-int validate_bootloader_record(uint8_t* r, uint8_t* work_buffer) {
+int validate_bootloader_record(uint8_t* r, uint8_t* work_buffer)
+{
     if (!header_is_valid(r)) {
         put_le32(r + record::VALID, 0);
         return 0;
@@ -74,7 +79,8 @@ int validate_bootloader_record(uint8_t* r, uint8_t* work_buffer) {
     return 0;
 }
 
-int find_newest_record() {
+int find_newest_record()
+{
     if (admin_records[0] == nullptr) {
         return -1;
     }

@@ -11,12 +11,14 @@
 #include <array>
 #include <cstdint>
 
-[[nodiscard]] constexpr uint32_t get_le32(const uint8_t* bytes) {
+[[nodiscard]] constexpr uint32_t get_le32(const uint8_t* bytes)
+{
     return uint32_t{bytes[0]} | (uint32_t{bytes[1]} << 8) | (uint32_t{bytes[2]} << 16) |
            (uint32_t{bytes[3]} << 24);
 }
 
-constexpr void put_le32(uint8_t* bytes, uint32_t value) {
+constexpr void put_le32(uint8_t* bytes, uint32_t value)
+{
     bytes[0] = static_cast<uint8_t>(value);
     bytes[1] = static_cast<uint8_t>(value >> 8);
     bytes[2] = static_cast<uint8_t>(value >> 16);

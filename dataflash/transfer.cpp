@@ -3,7 +3,8 @@
 
 #include <cstdio>
 
-int dataflash_transfer(int write, uint8_t* buffer, uint32_t offset, uint32_t length) {
+int dataflash_transfer(int write, uint8_t* buffer, uint32_t offset, uint32_t length)
+{
     // Only a warning: the device itself decides how much of the range it takes.
     if (static_cast<uint32_t>(offset + length) > DATAFLASH_SIZE) {
         printf("ERROR: Dataflash is smaller than requested size\n");

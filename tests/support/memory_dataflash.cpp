@@ -11,14 +11,16 @@ memory_dataflash flash;
 
 constexpr int MEMORY_DESCRIPTOR = 1000;
 
-int count_of(bool write) {
+int count_of(bool write)
+{
     return static_cast<int>(
         std::count_if(flash.accesses.begin(), flash.accesses.end(),
                       [&](const dataflash_access& a) { return a.write == write; }));
 }
 
 // Records the access and tells whether it is one that must fail.
-bool record_access(bool write, uint32_t offset, uint32_t length) {
+bool record_access(bool write, uint32_t offset, uint32_t length)
+{
     flash.accesses.push_back({write, offset, length});
     int kind_count = count_of(write);
     int fail_kind = write ? flash.fail_write : flash.fail_read;
@@ -27,14 +29,16 @@ bool record_access(bool write, uint32_t offset, uint32_t length) {
 
 // Bytes of the range that lie on the device; like an MTD device, a range past
 // the end is cut short.
-uint32_t bytes_on_device(uint32_t offset, uint32_t length) {
+uint32_t bytes_on_device(uint32_t offset, uint32_t length)
+{
     if (offset >= flash.bytes.size()) {
         return 0;
     }
     return std::min<uint32_t>(length, static_cast<uint32_t>(flash.bytes.size()) - offset);
 }
 
-std::vector<dataflash_access> accesses_of(bool write) {
+std::vector<dataflash_access> accesses_of(bool write)
+{
     std::vector<dataflash_access> found;
     std::copy_if(flash.accesses.begin(), flash.accesses.end(), std::back_inserter(found),
                  [&](const dataflash_access& a) { return a.write == write; });
@@ -43,28 +47,34 @@ std::vector<dataflash_access> accesses_of(bool write) {
 
 } // namespace
 
-memory_dataflash& test_dataflash() {
+memory_dataflash& test_dataflash()
+{
     return flash;
 }
 
-void reset_test_dataflash() {
+void reset_test_dataflash()
+{
     flash = memory_dataflash{};
 }
 
-std::vector<dataflash_access> dataflash_writes() {
+std::vector<dataflash_access> dataflash_writes()
+{
     return accesses_of(true);
 }
 
-std::vector<dataflash_access> dataflash_reads() {
+std::vector<dataflash_access> dataflash_reads()
+{
     return accesses_of(false);
 }
 
-int dataflash_open(int* descriptor) {
+int dataflash_open(int* descriptor)
+{
     *descriptor = MEMORY_DESCRIPTOR;
     return 0;
 }
 
-int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer) {
+int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer)
+{
     if (record_access(false, offset, length)) {
         return flash.error;
     }
@@ -80,7 +90,8 @@ int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer) {
     return 0;
 }
 
-int dataflash_write(uint32_t offset, const uint8_t* buffer, uint32_t length) {
+int dataflash_write(uint32_t offset, const uint8_t* buffer, uint32_t length)
+{
     if (record_access(true, offset, length)) {
         return flash.error;
     }

@@ -5,19 +5,22 @@
 #include <algorithm>
 #include <cstring>
 
-void reset_dataflash_state() {
+void reset_dataflash_state()
+{
     reset_test_dataflash();
     admin_records = {nullptr, nullptr};
     stored_slot = -1;
 }
 
-std::vector<uint8_t> flash_range(uint32_t offset, uint32_t length) {
+std::vector<uint8_t> flash_range(uint32_t offset, uint32_t length)
+{
     auto start = test_dataflash().bytes.begin() + offset;
     return {start, start + length};
 }
 
 void put_bootloader_record(uint8_t* slot, uint32_t image_offset, uint32_t image_length,
-                           uint32_t image_crc, uint32_t sequence, const char* description) {
+                           uint32_t image_crc, uint32_t sequence, const char* description)
+{
     namespace record = bootloader_admin_record;
     put_le32(slot + record::MAGIC, RECORD_MAGIC);
     put_le32(slot + record::IMAGE_OFFSET, image_offset);
@@ -31,7 +34,8 @@ void put_bootloader_record(uint8_t* slot, uint32_t image_offset, uint32_t image_
     put_le32(slot + record::MAGIC_END, RECORD_MAGIC);
 }
 
-void seed_bootloader(int slot, uint32_t sequence, const char* description, uint32_t length) {
+void seed_bootloader(int slot, uint32_t sequence, const char* description, uint32_t length)
+{
     uint8_t* flash = test_dataflash().bytes.data();
     uint32_t image_offset = BOOTLOADER_IMAGE_OFFSETS[slot];
     for (uint32_t i = 0; i < length; ++i) {

@@ -58,7 +58,8 @@ const legacy_case LEGACY_CASES[] = {
 
 class LegacyDowngrade : public testing::TestWithParam<legacy_case> {};
 
-TEST_P(LegacyDowngrade, ErasesLinuxAdministration) {
+TEST_P(LegacyDowngrade, ErasesLinuxAdministration)
+{
     const legacy_case& c = GetParam();
     reset_test_dataflash();
     memory_dataflash& flash = test_dataflash();

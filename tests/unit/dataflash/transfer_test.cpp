@@ -37,13 +37,15 @@ const transfer_case TRANSFER_CASES[] = {
 
 class Transfer : public testing::TestWithParam<transfer_case> {
   protected:
-    void SetUp() override {
+    void SetUp() override
+    {
         reset_test_dataflash();
     }
 };
 
 // Warned or not, failed or not, the range goes to the device exactly once.
-TEST_P(Transfer, ReportsAndPassesRangeToDevice) {
+TEST_P(Transfer, ReportsAndPassesRangeToDevice)
+{
     const transfer_case& c = GetParam();
     test_dataflash().fail_access = c.fails ? 1 : 0;
     std::vector<uint8_t> buffer(c.length, 0x5A);
@@ -58,16 +60,5 @@ TEST_P(Transfer, ReportsAndPassesRangeToDevice) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Ranges, Transfer, testing::ValuesIn(TRANSFER_CASES), case_name());
-
-TEST(Transfer, ReadsWhatWasWritten) {
-    reset_test_dataflash();
-    uint8_t written[3] = {1, 2, 3};
-    uint8_t read[3] = {};
-    ASSERT_EQ(0, dataflash_transfer(1, written, 0x26F430, 3));
-    ASSERT_EQ(0, dataflash_transfer(0, read, 0x26F42F, 3));
-    EXPECT_EQ(0xFF, read[0]);
-    EXPECT_EQ(1, read[1]);
-    EXPECT_EQ(2, read[2]);
-}
 
 } // namespace

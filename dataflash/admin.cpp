@@ -1,6 +1,5 @@
 #include "dataflash/admin.h"
 
-#include "dataflash/bootloader.h"
 #include "dataflash/device.h"
 #include "dataflash/record.h"
 
@@ -78,11 +77,10 @@ int finalise_fs_update(int current_baseline, int updating_baseline, uint32_t boa
 
 int libsu_make_update_persistent(int type)
 {
-    if (type != LIBSU_TYPE_BOOTLOADER) {
-        printf("%s: Invalid type:%i\n", __func__, type);
-        return EINVAL;
+    int result = check_package_type(__func__, type);
+    if (result == 0) {
+        result = check_administration_loaded(__func__);
     }
-    int result = check_administration_loaded(__func__);
     if (result != 0) {
         return result;
     }

@@ -17,12 +17,6 @@ constexpr const char* PACKAGE_NAME = "bootloader";
 // Lines of differing bytes shown for an image that reads back wrong.
 constexpr int MAX_BYTE_ERROR_LINES = 20;
 
-int refuse_type(const char* operation, int type)
-{
-    printf("%s: Invalid type:%i\n", operation, type);
-    return EINVAL;
-}
-
 // Compares the newest valid record's description with the package's.
 void compare_with_installed(const char* description, uint32_t* update_required)
 {
@@ -104,15 +98,16 @@ int write_and_verify(const uint8_t* data, uint32_t length, uint32_t image_offset
 int libsu_is_update_required(int type, const char* description, uint8_t* work_buffer,
                              uint32_t* update_required)
 {
-    if (type != LIBSU_TYPE_BOOTLOADER) {
-        return refuse_type(__func__, type);
+    int result = check_package_type(__func__, type);
+    if (result != 0) {
+        return result;
     }
     *update_required = 0;
     if (read_bootloader_administration() != 0) {
         return -1;
     }
     for (uint8_t* r : admin_records) {
-        int result = validate_bootloader_record(r, work_buffer);
+        result = validate_bootloader_record(r, work_buffer);
         if (result != 0) {
             return result;
         }
@@ -124,10 +119,10 @@ int libsu_is_update_required(int type, const char* description, uint8_t* work_bu
 int libsu_store_package(int type, const char* description, const uint8_t* data, uint32_t length,
                         uint8_t* work_buffer)
 {
-    if (type != LIBSU_TYPE_BOOTLOADER) {
-        return refuse_type(__func__, type);
+    int result = check_package_type(__func__, type);
+    if (result == 0) {
+        result = check_administration_loaded(__func__);
     }
-    int result = check_administration_loaded(__func__);
     if (result != 0) {
         return result;
     }

@@ -1,5 +1,6 @@
 #include "dataflash/record.h"
 
+#include "dataflash/bootloader.h"
 #include "dataflash/device.h"
 #include "firmpack/checksum.h"
 
@@ -40,6 +41,15 @@ int read_bootloader_administration()
         return -1;
     }
     admin_records = {admin_copy.data(), admin_copy.data() + ADMIN_SLOT_SIZE};
+    return 0;
+}
+
+int check_package_type(const char* operation, int type)
+{
+    if (type != LIBSU_TYPE_BOOTLOADER) {
+        printf("%s: Invalid type:%i\n", operation, type);
+        return EINVAL;
+    }
     return 0;
 }
 

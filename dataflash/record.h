@@ -83,6 +83,10 @@ extern int stored_slot;
 // them. 0, or -1 when the transfer failed.
 [[nodiscard]] int read_bootloader_administration();
 
+// 0 for package type 1, the bootloader; otherwise prints that the operation
+// refuses the type and returns 22.
+[[nodiscard]] int check_package_type(const char* operation, int type);
+
 // 0 when the bootloader administration has been read in this process;
 // otherwise prints that the operation found it not loaded and returns 22.
 [[nodiscard]] int check_administration_loaded(const char* operation);

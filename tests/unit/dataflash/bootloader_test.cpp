@@ -5,7 +5,7 @@
 
 #include "tests/support/capture.h"
 #include "tests/support/case_name.h"
-#include "tests/unit/dataflash/admin_seed.h"
+#include "tests/support/dataflash_seed.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "tests/support/capture.h"
 #include "tests/support/case_name.h"
-#include "tests/unit/dataflash/admin_seed.h"
+#include "tests/support/dataflash_seed.h"
 
 #include <gtest/gtest.h>
 
@@ -168,14 +168,7 @@ TEST_P(Finalise, CopiesRunningRecordWithNextSequence)
     for (uint32_t i = 0; i < ADMIN_SLOT_SIZE; ++i) {
         running[i] = static_cast<uint8_t>(i);
     }
-    for (auto [field, value] : field_values{{linux_record::MAGIC, RECORD_MAGIC},
-                                            {linux_record::VALID, 1},
-                                            {linux_record::SEQUENCE, 41},
-                                            {linux_record::FORMAT, 2},
-                                            {linux_record::BOARD_ID, BOARD},
-                                            {linux_record::MAGIC_END, RECORD_MAGIC}}) {
-        put_le32(running.data() + field, value);
-    }
+    put_linux_record(running.data(), 41, BOARD);
     for (auto [field, value] : c.changes) {
         put_le32(running.data() + field, value);
     }

@@ -1,4 +1,6 @@
-// Seeding the in-memory dataflash with update administration records.
+// Seeding the in-memory dataflash with update administration records, and a
+// fresh start for each test: the software-update library keeps process-wide
+// state that a test would otherwise inherit from the one before.
 #pragma once
 
 #include "dataflash/record.h"
@@ -12,6 +14,9 @@
 void reset_dataflash_state();
 
 std::vector<uint8_t> flash_range(uint32_t offset, uint32_t length);
+
+// Writes a good Linux record into a 528-byte slot.
+void put_linux_record(uint8_t* slot, uint32_t sequence, uint32_t board_id);
 
 // Writes a bootloader record into a 528-byte slot.
 void put_bootloader_record(uint8_t* slot, uint32_t image_offset, uint32_t image_length,

@@ -1,4 +1,4 @@
-#include "tests/unit/dataflash/admin_seed.h"
+#include "tests/support/dataflash_seed.h"
 
 #include "firmpack/checksum.h"
 
@@ -16,6 +16,17 @@ std::vector<uint8_t> flash_range(uint32_t offset, uint32_t length)
 {
     auto start = test_dataflash().bytes.begin() + offset;
     return {start, start + length};
+}
+
+void put_linux_record(uint8_t* slot, uint32_t sequence, uint32_t board_id)
+{
+    namespace record = linux_admin_record;
+    put_le32(slot + record::MAGIC, RECORD_MAGIC);
+    put_le32(slot + record::VALID, 1);
+    put_le32(slot + record::SEQUENCE, sequence);
+    put_le32(slot + record::FORMAT, record::FORMAT_CURRENT);
+    put_le32(slot + record::BOARD_ID, board_id);
+    put_le32(slot + record::MAGIC_END, RECORD_MAGIC);
 }
 
 void put_bootloader_record(uint8_t* slot, uint32_t image_offset, uint32_t image_length,

@@ -15,7 +15,8 @@ inline constexpr int LIBSU_TYPE_BOOTLOADER = 1;
                                            uint8_t* work_buffer, uint32_t* update_required);
 
 // Writes the package into the slot that does not hold the newest record,
-// reads it back and prepares the new record in memory. 0; 22 for a bad type;
+// reads it back and prepares the new record in memory. 0; 22 for a bad type
+// or before libsu_is_update_required has loaded the administration;
 // -1 when a transfer failed; 19 when the image read back does not match;
 // 27 when the package is larger than an image area.
 [[nodiscard]] int libsu_store_package(int type, const char* description, const uint8_t* data,

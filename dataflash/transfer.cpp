@@ -1,0 +1,26 @@
+#include "dataflash/device.h"
+#include "dataflash/layout.h"
+
+#include <cstdio>
+
+int dataflash_transfer(int write, uint8_t* buffer, uint32_t offset, uint32_t length)
+{
+    // Only a warning: the device itself decides how much of the range it takes.
+    if (static_cast<uint32_t>(offset + length) > DATAFLASH_SIZE) {
+        printf("ERROR: Dataflash is smaller than requested size\n");
+    }
+    if (write != 0) {
+        int result = dataflash_write(offset, buffer, length);
+        if (result != 0) {
+            printf("ERROR: Failed to write to dataflash (%i)\n", result);
+            return -1;
+        }
+        return 0;
+    }
+    int result = dataflash_read(offset, length, buffer);
+    if (result != 0) {
+        printf("ERROR: Failed to read from dataflash (%i)\n", result);
+        return -1;
+    }
+    return 0;
+}

@@ -52,7 +52,7 @@ TEST_P(FindMtdPartition, ScansNamesInOrder)
 
 const lookup_case LOOKUP_CASES[] = {
     {"LowestContainingNameWins", {"u-boot\n", "env\n", "rootfs12\n", "rootfs1\n"}, "rootfs1", 0, 2},
-    {"NameWithoutLineFeed", {"apps2"}, "apps2", 0, 0},
+    {"ContainedAnywhereNoLineFeed", {"nand-apps2"}, "apps2", 0, 0},
     {"EmptyNameFileIsNoMatch", {"", "apps1\n"}, "apps1", 0, 1},
     {"CaseMatters", {"ROOTFS2\n"}, "rootfs2", 22, -1},
     {"DeviceAfterGapUnseen", {"a\n", "b\n", "c\n", "d\n", "e\n", GAP, "apps2\n"}, "apps2", 22, -1},

@@ -8,6 +8,8 @@
 
 namespace {
 
+// Where the kernel lists its MTD devices, one folder "mtd<N>" each.
+constexpr const char* MTD_CLASS_DIR = "/sys/class/mtd";
 constexpr const char* NAME_FILE_FORMAT = "%s/mtd%d/name";
 constexpr std::size_t NAME_LINE_SIZE = 4096;
 constexpr std::size_t PATH_SIZE = 4096;
@@ -35,7 +37,8 @@ name_match match_device_name(const char* class_dir, int number, const char* part
         return NAME_MISSING;
     }
     char line[NAME_LINE_SIZE];
-    bool found = fgets(line, sizeof line, file) != nullptr && strstr(line, partition_name) != nullptr;
+    bool found =
+        fgets(line, sizeof line, file) != nullptr && strstr(line, partition_name) != nullptr;
     if (fclose(file) != 0 && !found) {
         return NAME_UNCLOSED;
     }

@@ -5,15 +5,13 @@
 // its one volume is volume 0 of that device.
 inline constexpr int UBI_DEVICE_OFFSET = 10;
 
-// Where the kernel lists its MTD devices, one directory "mtd<N>" each.
-inline constexpr const char* MTD_CLASS_DIR = "/sys/class/mtd";
-
 // 0 with the number of the lowest MTD device whose sysfs name contains
 // partition_name; 22 when the scan reaches a missing device first; -1 when a
 // name file could not be closed.
 [[nodiscard]] int find_mtd_partition(const char* partition_name, int* mtd_number);
 
-// The same scan over the device directories under class_dir.
+// The same scan over the device folders "mtd<N>" under class_dir instead of
+// the kernel's MTD class folder.
 [[nodiscard]] int find_mtd_partition_in(const char* class_dir, const char* partition_name,
                                         int* mtd_number);
 

@@ -88,7 +88,8 @@ TEST_P(CheckUpdateRequired, TellsThroughFlagAndMessage)
     }
 }
 
-const std::string NOT_INSTALLED = "   Package 'rootfs        ' not yet installed (NO '/version' FILE!)\n";
+const std::string NOT_INSTALLED =
+    "   Package 'rootfs        ' not yet installed (NO '/version' FILE!)\n";
 
 const check_case CHECK_CASES[] = {
     {"Same", "2.0.1\n", "rootfs", 0, 0,

@@ -1,10 +1,19 @@
 // MTD partition lookup and UBI volume preparation.
 #pragma once
 
+// A partition on MTD device M is attached as UBI device M + UBI_DEVICE_OFFSET;
+// its one volume is volume 0 of that device.
+inline constexpr int UBI_DEVICE_OFFSET = 10;
+
 // 0 with the number of the lowest MTD device whose sysfs name contains
 // partition_name; 22 when the scan reaches a missing device first; -1 when a
 // name file could not be closed.
 [[nodiscard]] int find_mtd_partition(const char* partition_name, int* mtd_number);
+
+// The same scan over the device folders "mtd<N>" under class_dir instead of
+// the kernel's MTD class folder.
+[[nodiscard]] int find_mtd_partition_in(const char* class_dir, const char* partition_name,
+                                        int* mtd_number);
 
 // Detaches, erases and reattaches MTD device mtd_number as UBI device
 // mtd_number + 10 and creates one volume named partition_name filling it.

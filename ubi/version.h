@@ -2,13 +2,28 @@
 // version file at the root of a filesystem.
 #pragma once
 
+#include <array>
+#include <cstddef>
 #include <cstdint>
 
+// Room for the label, one blank, the version file's bytes and a NUL.
+inline constexpr std::size_t VERSION_TEXT_SIZE = 4096;
+using version_text = std::array<char, VERSION_TEXT_SIZE>;
+
+// Composes label, one blank and the size bytes of a version file (its text
+// ends at its first NUL) in buffer, and trims C-locale white space (0x09-0x0D,
+// 0x20) from both ends of the whole. *installed points at the trimmed text
+// inside buffer. 0, or 27 when the file did not fit and only what fits was
+// composed.
+[[nodiscard]] int compose_installed_version(const char* label, const uint8_t* file,
+                                            std::size_t size, version_text* buffer,
+                                            const char** installed);
+
 // Sets *update_required to 1 when the package differs from the filesystem (or
-// the version file is missing, unreadable or empty) and to 0 when the
-// filesystem carries exactly the package's version. verify is 0 for the check
-// before installing, non-zero for the verification of a new volume; it only
-// changes the messages. Always returns 0.
+// the version file is missing, unreadable, empty or too long to compose) and
+// to 0 when the filesystem carries exactly the package's version. verify is 0
+// for the check before installing, non-zero for the verification of a new
+// volume; it only changes the messages. Always returns 0.
 [[nodiscard]] int check_update_required(const char* description, const char* package_name,
                                         uint32_t* update_required, const char* version_file,
                                         const char* label, int verify);

@@ -1,0 +1,190 @@
+#include "ubi/install.h"
+
+#include "firmpack/fit.h"
+#include "ubi/command.h"
+#include "ubi/partition.h"
+#include "ubi/version.h"
+
+#include <cerrno>
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+#include <sys/mount.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* OPERATION_NAME = "store_fs_in_flash";
+
+constexpr std::size_t COMMAND_SIZE = 4096;
+constexpr std::size_t PATH_SIZE = 4096;
+
+// A gzip package is unpacked into a file named after this process, so two
+// instances never share it. It stays after the install; only the next
+// extraction removes it.
+constexpr const char* TEMP_IMAGE_FORMAT = "/tmp/ubifs_%i.img";
+constexpr std::size_t TEMP_IMAGE_PATH_SIZE = 32; // the format with any int
+constexpr const char* GUNZIP_COMMAND = "gunzip -cf > %s";
+constexpr const char* UPDATE_FROM_FILE_COMMAND = "ubiupdatevol /dev/ubi%i_0 %s";
+// The size option tells the utility how many bytes to take from its input.
+constexpr const char* UPDATE_FROM_INPUT_COMMAND = "ubiupdatevol /dev/ubi%i_0 -s %i -";
+
+constexpr const char* VOLUME_NODE_FORMAT = "/dev/ubi%i_0";
+constexpr const char* MOUNT_DIR_FORMAT = "/tmp/%s";
+constexpr const char* VERSION_FILE_FORMAT = "/tmp/%s/version";
+constexpr mode_t MOUNT_DIR_MODE = 0755;
+constexpr const char* VOLUME_FS_TYPE = "ubifs";
+
+constexpr int RESULT_NO_IMAGE = 19;
+constexpr int RESULT_BAD_PACKAGE = 22;
+constexpr int RESULT_VERSION_MISMATCH = 22;
+
+// A filesystem package as it lies in the firmpack; nothing is copied.
+struct fs_package {
+    const char* name;
+    const char* description;
+    const uint8_t* data;
+    uint32_t size;
+    uint8_t compression;
+};
+
+// Every check that can refuse a package, made before the flash is touched.
+int read_package(const uint8_t* fit, const char* package_name, fs_package* package)
+{
+    package->name = package_name;
+    int node = firmpack_image_node(fit, package_name);
+    if (node < 0) {
+        printf("Can't find '%s' FIT subimage\n", package_name);
+        return RESULT_NO_IMAGE;
+    }
+    if (firmpack_get_data(fit, node, &package->data, &package->size) != 0) {
+        printf("Could not find script subimage data\n");
+        return RESULT_BAD_PACKAGE;
+    }
+    if (firmpack_get_description(fit, node, &package->description) != 0) {
+        printf("No Description for package %s\n", package_name);
+        return RESULT_BAD_PACKAGE;
+    }
+    if (firmpack_get_compression(fit, node, &package->compression) != 0) {
+        printf("%s: Cannot detect compression type\n", package_name);
+        return RESULT_BAD_PACKAGE;
+    }
+    if (package->compression != COMPRESSION_NONE && package->compression != COMPRESSION_GZIP) {
+        printf("%s: Unsupported compression type:%i\n", OPERATION_NAME, package->compression);
+        return RESULT_BAD_PACKAGE;
+    }
+    return 0;
+}
+
+void print_installing(const fs_package& package)
+{
+    printf("   Installing package '%-14.14s'... (%s)\n", package.name, package.description);
+}
+
+// Unpacks the package into the temporary image file and writes that file.
+int write_gzip_package(const fs_package& package, int ubi_device)
+{
+    printf("   Extracting package '%-14.14s'... (%s)\n", package.name, package.description);
+    char image_path[TEMP_IMAGE_PATH_SIZE];
+    snprintf(image_path, sizeof image_path, TEMP_IMAGE_FORMAT, static_cast<int>(getpid()));
+    if (unlink(image_path) != 0 && errno != ENOENT) {
+        int error = errno;
+        fprintf(stderr, "ERROR: Failed to remove tempfile at '%s' (%s)\n", image_path,
+                strerror(error));
+        return error;
+    }
+
+    char command[COMMAND_SIZE];
+    snprintf(command, sizeof command, GUNZIP_COMMAND, image_path);
+    int result = pipe_to_command(command, package.data, package.size);
+    if (result != 0) {
+        return result;
+    }
+    print_installing(package);
+    snprintf(command, sizeof command, UPDATE_FROM_FILE_COMMAND, ubi_device, image_path);
+    return pipe_to_command(command, nullptr, 0);
+}
+
+// Feeds the package straight from the firmpack into the volume update.
+int write_plain_package(const fs_package& package, int ubi_device)
+{
+    print_installing(package);
+    char command[COMMAND_SIZE];
+    snprintf(command, sizeof command, UPDATE_FROM_INPUT_COMMAND, ubi_device,
+             static_cast<int>(package.size));
+    return pipe_to_command(command, package.data, package.size);
+}
+
+// Mounts the new volume read-only and compares its version file with the
+// package. A volume that does not match is left mounted for inspection.
+int verify_volume(const fs_package& package, int ubi_device, const char* partition_name,
+                  const char* label)
+{
+    printf("   Verifying package  '%-14.14s'... (%s)\n", package.name, package.description);
+    char volume[PATH_SIZE];
+    char mount_dir[PATH_SIZE];
+    char version_file[PATH_SIZE];
+    snprintf(volume, sizeof volume, VOLUME_NODE_FORMAT, ubi_device);
+    snprintf(mount_dir, sizeof mount_dir, MOUNT_DIR_FORMAT, partition_name);
+    snprintf(version_file, sizeof version_file, VERSION_FILE_FORMAT, partition_name);
+
+    // A directory left by an earlier run is simply used.
+    (void)mkdir(mount_dir, MOUNT_DIR_MODE);
+    fflush(stdout);
+    if (mount(volume, mount_dir, VOLUME_FS_TYPE, MS_RDONLY, nullptr) != 0) {
+        int error = errno;
+        printf("ERROR: mounting failed! (%s)\n", strerror(error));
+        return error;
+    }
+
+    uint32_t update_required = 1;
+    int result = check_update_required(package.description, package.name, &update_required,
+                                       version_file, label, 1);
+    if (result != 0) {
+        printf("ERROR: check_update_required failed! %s\n", strerror(errno));
+        return result;
+    }
+    if (update_required != 0) {
+        printf("ERROR: Versions do not match -> Upgrade failed!\n");
+        return RESULT_VERSION_MISMATCH;
+    }
+    fflush(stdout);
+    if (umount(mount_dir) != 0) {
+        int error = errno;
+        printf("ERROR: unmounting failed! (%s)\n", strerror(error));
+        return error;
+    }
+    return 0;
+}
+
+} // namespace
+
+int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* partition_name,
+                      const char* label)
+{
+    fs_package package{};
+    int result = read_package(fit, package_name, &package);
+    if (result != 0) {
+        return result;
+    }
+
+    printf("   Preparing package  '%-14.14s'... (%s)\n", package.name, package.description);
+    int mtd_number = 0;
+    result = find_mtd_partition(partition_name, &mtd_number);
+    if (result != 0) {
+        return result;
+    }
+    result = prepare_ubi_volume(mtd_number, partition_name);
+    if (result != 0) {
+        return result;
+    }
+
+    const int ubi_device = mtd_number + UBI_DEVICE_OFFSET;
+    result = package.compression == COMPRESSION_GZIP ? write_gzip_package(package, ubi_device)
+                                                     : write_plain_package(package, ubi_device);
+    if (result != 0) {
+        return result;
+    }
+    return verify_volume(package, ubi_device, partition_name, label);
+}

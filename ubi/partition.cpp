@@ -1,0 +1,95 @@
+#include "ubi/partition.h"
+
+#include "ubi/command.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+// Where the kernel lists its MTD devices, one folder "mtd<N>" each.
+constexpr const char* MTD_CLASS_DIR = "/sys/class/mtd";
+constexpr const char* NAME_FILE_FORMAT = "%s/mtd%d/name";
+constexpr std::size_t NAME_LINE_SIZE = 4096;
+constexpr std::size_t PATH_SIZE = 4096;
+constexpr std::size_t COMMAND_SIZE = 4096;
+
+constexpr int RESULT_NOT_FOUND = 22;
+constexpr int RESULT_CLOSE_FAILED = -1;
+
+// Detaching is allowed to fail: the partition is often not attached at all.
+constexpr const char* DETACH_COMMAND = "ubidetach /dev/ubi_ctrl -m %i 2> /dev/null";
+constexpr const char* ERASE_COMMAND = "flash_eraseall -q /dev/mtd%i";
+constexpr const char* ATTACH_COMMAND = "ubiattach /dev/ubi_ctrl -m %i -d %i > /dev/null";
+constexpr const char* MAKE_VOLUME_COMMAND = "ubimkvol /dev/ubi%i -N %s -m > /dev/null";
+
+enum name_match : int { NAME_MATCHES, NAME_DIFFERS, NAME_MISSING, NAME_UNCLOSED };
+
+// Whether device number's name file exists and its first line contains
+// partition_name. An empty or unreadable file simply does not match.
+name_match match_device_name(const char* class_dir, int number, const char* partition_name)
+{
+    char path[PATH_SIZE];
+    snprintf(path, sizeof path, NAME_FILE_FORMAT, class_dir, number);
+    FILE* file = fopen(path, "r");
+    if (file == nullptr) {
+        return NAME_MISSING;
+    }
+    char line[NAME_LINE_SIZE];
+    bool found =
+        fgets(line, sizeof line, file) != nullptr && strstr(line, partition_name) != nullptr;
+    if (fclose(file) != 0 && !found) {
+        return NAME_UNCLOSED;
+    }
+    return found ? NAME_MATCHES : NAME_DIFFERS;
+}
+
+} // namespace
+
+int find_mtd_partition(const char* partition_name, int* mtd_number)
+{
+    return find_mtd_partition_in(MTD_CLASS_DIR, partition_name, mtd_number);
+}
+
+// The devices are numbered from 0 without gaps; the first missing number
+// ends the scan, so a device after a gap is never seen.
+int find_mtd_partition_in(const char* class_dir, const char* partition_name, int* mtd_number)
+{
+    for (int number = 0;; ++number) {
+        switch (match_device_name(class_dir, number, partition_name)) {
+        case NAME_MATCHES:
+            *mtd_number = number;
+            return 0;
+        case NAME_DIFFERS:
+            break;
+        case NAME_MISSING:
+            printf("ERROR: No useable MTD partition found\n");
+            return RESULT_NOT_FOUND;
+        case NAME_UNCLOSED:
+            return RESULT_CLOSE_FAILED;
+        }
+    }
+}
+
+int prepare_ubi_volume(int mtd_number, const char* partition_name)
+{
+    const int ubi_device = mtd_number + UBI_DEVICE_OFFSET;
+    char command[COMMAND_SIZE];
+
+    snprintf(command, sizeof command, DETACH_COMMAND, mtd_number);
+    (void)pipe_to_command(command, nullptr, 0);
+
+    snprintf(command, sizeof command, ERASE_COMMAND, mtd_number);
+    int result = pipe_to_command(command, nullptr, 0);
+    if (result != 0) {
+        return result;
+    }
+    snprintf(command, sizeof command, ATTACH_COMMAND, mtd_number, ubi_device);
+    result = pipe_to_command(command, nullptr, 0);
+    if (result != 0) {
+        return result;
+    }
+    snprintf(command, sizeof command, MAKE_VOLUME_COMMAND, ubi_device, partition_name);
+    return pipe_to_command(command, nullptr, 0);
+}

@@ -70,5 +70,9 @@ tr -d '\r' < "$out/results.raw" | awk -v dir="$out/results" '
 }
 {
     echo "Board VM: $(cat "$out/results.count") scenarios in $elapsed s, boot to power-off"
-    grep '^scenario ' "$out/console.log" | sed 's/^/  /'
+    # Each scenario's verdict and time, and under it each run's wall time.
+    grep '^scenario ' "$out/console.log" | while read -r _ name rest; do
+        echo "  ${name%:} $rest"
+        sed -n 's/^time /    /p' "$out/results/${name%:}.txt"
+    done
 } | tee -a "$out/summary.txt"

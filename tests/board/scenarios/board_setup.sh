@@ -25,6 +25,14 @@ expect_volume apps1 "applications 1.0"
 expect_files /tmp <<'EOF'
 EOF
 
+run ubiupdatevol /dev/ubi12_0 tiny.fit
+expect_status 0
+expect_stdout <<'EOF'
+EOF
+expect_stderr <<'EOF'
+EOF
+expect_volume_bytes rootfs2 tiny.fit
+
 run sh -c 'for u in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do command -v $u; done'
 expect_status 0
 expect_stdout <<'EOF'

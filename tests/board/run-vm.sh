@@ -28,6 +28,9 @@ cache=${FPU_BOARD_CACHE:-$(sed -n 's/^FPU_BOARD_CACHE:PATH=//p' "$build/CMakeCac
 memory=${FPU_BOARD_MEMORY:-256}
 time_limit=${FPU_BOARD_TIMEOUT:-600}
 if [ "${FPU_BOARD_KVM:-0}" = 1 ]; then accel=kvm; else accel=tcg; fi
+# 64 MiB of translated code is plenty for the guest and halves QEMU's memory.
+accel_options=$accel
+[ "$accel" = kvm ] || accel_options="$accel,tb-size=64"
 KERNEL_CMDLINE="console=ttyS0 quiet panic=-1 brd_id_io=1 brd_id_core=5 baseline=1"
 
 mkdir -p "$out"
@@ -44,17 +47,20 @@ fi
 
 echo "Board VM: QEMU with $(echo "$accel" | tr a-z A-Z), $memory MiB, kernel $(basename "$prepared")" |
     tee "$out/summary.txt"
+rm -f "$out/results.raw" "$out/console.log"
+status=0
 started=$(date +%s.%N)
 # shellcheck disable=SC2086 # $console is two words
-timeout "$time_limit" qemu-system-x86_64 -M q35 -accel "$accel" -m "$memory" -smp 1 \
+timeout "$time_limit" qemu-system-x86_64 -M q35 -accel "$accel_options" -m "$memory" -smp 1 \
     -nodefaults -display none -no-reboot -net none \
     -kernel "$prepared/vmlinux" -initrd "$out/initramfs.cpio" -append "$append" \
     $console -serial "file:$out/results.raw" || status=$?
 elapsed=$(echo "$started $(date +%s.%N)" | awk '{ printf "%.1f", $2 - $1 }')
-if [ "${status:-0}" -eq 124 ]; then
+touch "$out/results.raw" "$out/console.log" # when QEMU did not start at all
+if [ "$status" -eq 124 ]; then
     echo "Board VM: stopped after the time limit of $time_limit s"
 fi
-[ "$mode" = demo ] && exit "${status:-0}"
+[ "$mode" = demo ] && exit "$status"
 
 # One file per scenario from the stream of the results port.
 rm -rf "$out/results"
@@ -64,7 +70,7 @@ tr -d '\r' < "$out/results.raw" | awk -v dir="$out/results" '
     /^=== / { file = dir "/" $2 ".txt"; next }
     file { print > file }
     END { if (done == "") exit 1; print done }' > "$out/results.count" || {
-    echo "Board VM: the run did not complete (${elapsed} s); console:"
+    echo "Board VM: the run did not complete (QEMU status $status after $elapsed s); console:"
     tail -n 30 "$out/console.log"
     exit 1
 }

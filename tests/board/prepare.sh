@@ -75,10 +75,14 @@ prepare_kernel() {
     echo "Preparing the board VM for kernel $abi-amd64 in $out" >&2
     rm -rf "$out"
     mkdir -p "$out/debs" "$out/modules"
+    kbuild=$(apt-cache depends "linux-headers-$abi-amd64" |
+        sed -n 's/^ *Depends: \(linux-kbuild-[^ ]*\)$/\1/p' | head -n 1)
     (
         cd "$out/debs"
-        apt-get download -q "linux-image-$abi-amd64" "linux-headers-$abi-amd64" \
-            "linux-headers-$abi-common" linux-kbuild-6.1 busybox-static >&2
+        # As root apt would hand the download to its own user, who may not
+        # write here.
+        apt-get download -q -o APT::Sandbox::User=root "linux-image-$abi-amd64" \
+            "linux-headers-$abi-amd64" "linux-headers-$abi-common" "$kbuild" busybox-static >&2
         for deb in *.deb; do dpkg-deb -x "$deb" "$root"; done
     )
     # The headers' Makefile includes the common headers by an absolute path.
@@ -109,7 +113,8 @@ prepare_own_modules() {
     [ -f "$out/modules.cpio" ] && [ "$(cat "$out/kmod.sum" 2>/dev/null)" = "$sum" ] && return 0
     rm -rf "$out/kmod" "$out/stage"
     cp -r "$kmod_src" "$out/kmod"
-    make -s -C "$headers" M="$out/kmod" modules >&2
+    # No BTF: it would need the kernel's vmlinux with its debug information.
+    make -s -C "$headers" M="$out/kmod" CONFIG_DEBUG_INFO_BTF_MODULES= modules >&2
     mkdir -p "$out/stage/lib"
     cp -r "$out/modules" "$out/stage/lib/modules"
     for name in nand_parts.ko dataflash_sim.ko; do

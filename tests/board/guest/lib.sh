@@ -78,7 +78,7 @@ detach_all_ubi() {
 }
 
 reset_board() {
-    while grep -q ' /proc/cmdline ' /proc/mounts; do umount /proc/cmdline; done
+    while grep -q ' /proc/cmdline ' /proc/mounts; do umount /proc/cmdline || break; done
     awk '$3 == "ubifs" { print $2 }' /proc/mounts | sort -r | while read -r dir; do
         umount "$dir"
     done
@@ -297,7 +297,7 @@ expect_file() {
 # Mounts a partition's volume read-only at $WORK/check, attaching it first when
 # needed; release_volume undoes both.
 mount_volume() {
-    ubi=$(partition_ubi "$1") || return 1 || exit 1
+    ubi=$(partition_ubi "$1") || return 1
     attached_here=
     if [ ! -e "/sys/class/ubi/ubi$ubi" ]; then
         ubiattach /dev/ubi_ctrl -m $((ubi - UBI_OFFSET)) -d "$ubi" > /dev/null 2>&1 ||

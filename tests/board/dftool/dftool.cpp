@@ -113,11 +113,22 @@ int read_file(const std::string& path, std::vector<uint8_t>* bytes)
         perror(path.c_str());
         return 1;
     }
-    for (int c = fgetc(file); c != EOF; c = fgetc(file)) {
-        bytes->push_back(static_cast<uint8_t>(c));
+    uint8_t chunk[1 << 16];
+    for (size_t got = fread(chunk, 1, sizeof chunk, file); got > 0;
+         got = fread(chunk, 1, sizeof chunk, file)) {
+        bytes->insert(bytes->end(), chunk, chunk + got);
     }
     fclose(file);
     return 0;
+}
+
+// A slot or baseline number: the whole word a decimal number, or -1.
+int parse_index(const char* word)
+{
+    char* end = nullptr;
+    long number = strtol(word, &end, 10);
+    return *word != '\0' && *end == '\0' && number >= 0 && number <= 2 ? static_cast<int>(number)
+                                                                       : -1;
 }
 
 int erase()
@@ -209,7 +220,8 @@ int dump()
                describe_bootloader_record(record, image_status(flash, record)).c_str());
     }
     for (int baseline = 1; baseline <= 2; ++baseline) {
-        const uint8_t* record = flash.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
+        const uint8_t* record =
+            flash.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
         printf("linux %d: %s\n", baseline, describe_linux_record(record).c_str());
     }
     return 0;
@@ -238,10 +250,10 @@ int main(int argc, char** argv)
         return dump();
     }
     if (argc >= 3 && command == "linux") {
-        return write_linux(atoi(argv[2]), words);
+        return write_linux(parse_index(argv[2]), words);
     }
     if (argc >= 3 && command == "bootloader") {
-        return write_bootloader(atoi(argv[2]), words);
+        return write_bootloader(parse_index(argv[2]), words);
     }
     return usage();
 }

@@ -19,10 +19,10 @@ struct field {
 constexpr field LINUX_FIELDS[] = {{"magic", 0, true},     {"valid", 4, false},
                                   {"sequence", 8, false}, {"format", 12, false},
                                   {"board_id", 16, true}, {"magic_end", 20, true}};
-constexpr field BOOTLOADER_FIELDS[] = {
-    {"magic", 0, true},   {"image_offset", 4, true}, {"image_length", 8, false},
-    {"image_crc", 12, true}, {"valid", 16, false},      {"sequence", 20, false},
-    {"magic_end", 288, true}};
+constexpr field BOOTLOADER_FIELDS[] = {{"magic", 0, true},         {"image_offset", 4, true},
+                                       {"image_length", 8, false}, {"image_crc", 12, true},
+                                       {"valid", 16, false},       {"sequence", 20, false},
+                                       {"magic_end", 288, true}};
 constexpr uint32_t LINUX_FORMAT = 2;
 
 uint32_t get_le32(const uint8_t* bytes)
@@ -73,7 +73,8 @@ int apply_words(std::span<const field> fields, const std::vector<std::string>& w
         if (equals != std::string::npos && name == "description" &&
             fields.data() == BOOTLOADER_FIELDS) {
             std::fill_n(record + BOOTLOADER_DESCRIPTION_OFFSET, BOOTLOADER_DESCRIPTION_SIZE, 0);
-            std::copy_n(value.begin(), std::min<std::size_t>(value.size(), BOOTLOADER_DESCRIPTION_SIZE),
+            std::copy_n(value.begin(),
+                        std::min<std::size_t>(value.size(), BOOTLOADER_DESCRIPTION_SIZE),
                         record + BOOTLOADER_DESCRIPTION_OFFSET);
         } else if (equals != std::string::npos && f != nullptr && parse_number(value, &number)) {
             put_le32(record + f->offset, number);
@@ -181,8 +182,8 @@ std::string describe_bootloader_record(const uint8_t* record, const std::string&
     if (is_erased(record, BOOTLOADER_RECORD_SIZE)) {
         return "erased";
     }
-    return describe_fields(BOOTLOADER_FIELDS, record) + " description=" +
-           quote_description(record) + " image " + image_status;
+    return describe_fields(BOOTLOADER_FIELDS, record) +
+           " description=" + quote_description(record) + " image " + image_status;
 }
 
 uint32_t bootloader_image_offset(const uint8_t* record)

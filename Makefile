@@ -5,8 +5,10 @@ BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
 RELEASE_BUILD := $(BUILD_ROOT)/release
 JOBS ?= $(shell nproc)
+# Kernels prepared for the board VM, shared by the test and release builds.
+BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test unit-test demo clean
+.PHONY: all deps build test-build test unit-test board-test demo clean
 
 all: build
 
@@ -15,16 +17,30 @@ deps:
 
 # The tool as it goes onto a board.
 build: deps
-	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
+		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
 	cmake --build $(RELEASE_BUILD) -j$(JOBS)
 
 # Everything built with AddressSanitizer and UndefinedBehaviorSanitizer.
-unit-test: deps
-	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=Debug -DFPU_SANITIZE=ON
+test-build: deps
+	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=Debug -DFPU_SANITIZE=ON \
+		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
 	cmake --build $(TEST_BUILD) -j$(JOBS)
-	ctest --test-dir $(TEST_BUILD) --output-on-failure -j$(JOBS)
+
+unit-test: test-build
+	ctest --test-dir $(TEST_BUILD) --output-on-failure -j$(JOBS) -LE board
+
+# The scenarios on the board VM (tests/board/): one QEMU boot runs them all,
+# then its summary (emulation, memory, time per scenario) is shown.
+BOARD_SUMMARY := $(TEST_BUILD)/tests/board/vm/summary.txt
+RUN_BOARD = ctest --test-dir $(TEST_BUILD) --output-on-failure -L board; \
+	status=$$?; cat $(BOARD_SUMMARY) 2>/dev/null; exit $$status
+
+board-test: test-build
+	@$(RUN_BOARD)
 
 test: unit-test
+	@$(RUN_BOARD)
 
 demo: build
 	@./scripts/demo.sh $(RELEASE_BUILD)

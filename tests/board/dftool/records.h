@@ -1,0 +1,38 @@
+// The update administration records as the board VM seeds and checks them:
+// written from "field=value" words and shown as one line of text per slot.
+// Kept apart from the tool's own record code, so that each checks the other.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+// Field offsets of a Linux update administration record.
+inline constexpr uint32_t LINUX_RECORD_SIZE = 24;
+// Field offsets of a bootloader update administration record.
+inline constexpr uint32_t BOOTLOADER_DESCRIPTION_OFFSET = 24;
+inline constexpr uint32_t BOOTLOADER_DESCRIPTION_SIZE = 264;
+inline constexpr uint32_t BOOTLOADER_RECORD_SIZE = 292;
+
+inline constexpr uint32_t RECORD_MAGIC = 0xDEADBEEF;
+
+// A record's bytes from "field=value" words over the defaults (a valid record:
+// magic, valid 1, sequence 1, format 2, magic_end equal to magic). Numbers take
+// C notation (0x..). Bootloader records take image_crc and image_length from
+// image_bytes unless given. 0, or 22 with the offending word in *error.
+[[nodiscard]] int encode_linux_record(const std::vector<std::string>& words,
+                                      std::vector<uint8_t>* record, std::string* error);
+[[nodiscard]] int encode_bootloader_record(const std::vector<std::string>& words,
+                                           uint32_t default_image_offset,
+                                           const std::vector<uint8_t>& image_bytes,
+                                           std::vector<uint8_t>* record, std::string* error);
+
+// One line per record: its fields, or "erased" when all its bytes are 0xFF.
+std::string describe_linux_record(const uint8_t* record);
+// image_status tells whether the image the record names has its CRC.
+std::string describe_bootloader_record(const uint8_t* record, const std::string& image_status);
+
+// Fields of a bootloader record that say where its image lies.
+uint32_t bootloader_image_offset(const uint8_t* record);
+uint32_t bootloader_image_length(const uint8_t* record);
+uint32_t bootloader_image_crc(const uint8_t* record);

@@ -1,0 +1,58 @@
+#!/bin/sh
+# The tool on the board as an operator sees it on the serial console. The board
+# runs baseline 1 with older filesystems, and its dataflash holds the Linux
+# update administration of baseline 1. With a sample pair in /fixtures
+# (fp_os.img, fp_app.img) the tool updates the board, the board "reboots" into
+# baseline 2 (kernel command line, /version and /mnt/apps), and the same pair
+# is offered again.
+. /board/lib.sh
+
+OS=fp_os.img
+APP=fp_app.img
+
+say() {
+    printf '\n\033[1m%s\033[0m\n' "$*"
+}
+
+show() {
+    printf '\033[1m# %s\033[0m\n' "$*"
+    "$@"
+    echo "(exit status $?)"
+}
+
+# What a restart into a baseline changes for the tool: the kernel command
+# line, the running root filesystem's /version, the volume at /mnt/apps.
+reboot_into() {
+    cmdline "console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=$1"
+    mount_volume "rootfs$1" && cp "$WORK/check/version" /version
+    release_volume
+    umount /mnt/apps 2> /dev/null
+    apps_mounted "apps$1"
+}
+
+reset_board
+# A setup step that failed says so on the console.
+trap '[ ! -s "$WORK/failed" ] || cat "$REPORT"' EXIT
+cd "$FIXTURES" || exit 1
+volume rootfs1 ubifs "0.9"
+volume apps1 ubifs "0.9"
+apps_mounted apps1
+root_version "0.9"
+linux_record 1 sequence=1 board_id=0x105
+
+say "A board of id 0x105 running baseline 1 with filesystems 0.9."
+show firmpack-update
+show firmpack-update missing_os.img missing_app.img
+
+if [ ! -f "$OS" ] || [ ! -f "$APP" ]; then
+    say "No sample pair in $FIXTURES: build one with examples/ to see an update."
+    exit 0
+fi
+say "The sample pair, installed into baseline 2."
+show firmpack-update "$OS" "$APP"
+say "Update administration afterwards:"
+dftool dump
+
+say "The board restarted into baseline 2; the same pair again."
+reboot_into 2
+show firmpack-update "$OS" "$APP"

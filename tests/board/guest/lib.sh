@@ -1,0 +1,339 @@
+# The words of a board scenario. A scenario is a shell script, sourced in a
+# subshell in the fixtures folder on a freshly reset board (NAND partitions
+# erased and detached, dataflash all 0xFF, no /version, nothing mounted, the
+# kernel's own /proc/cmdline, no faults). It sets the board up, runs the tool
+# with `run`, and checks what came out; every check that fails adds what
+# differed to the scenario's report and makes it fail.
+#
+# Expected text is read from standard input (a here-document). A line that
+# starts with "~ " is a shell pattern for the actual line in the same place
+# (for run-time values such as addresses and process IDs); every other line
+# must match exactly.
+
+FIXTURES=/fixtures
+WORK=/run/scenario
+REPORT=$WORK/report
+TOOL_TIMEOUT=120
+DATAFLASH_PARAMS=/sys/module/dataflash_sim/parameters
+PARTITIONS="rootfs1 rootfs2 apps1 apps2"
+# The tool attaches the partition of MTD device M as UBI device M + 10.
+UBI_OFFSET=10
+
+uptime_seconds() {
+    cut -d' ' -f1 /proc/uptime
+}
+
+seconds_since() {
+    awk -v from="$1" -v to="$(uptime_seconds)" 'BEGIN { printf "%.2f", to - from }'
+}
+
+fail() {
+    printf '%s\n' "$*" >> "$REPORT"
+    printf '%s\n' "$*" >> "$WORK/failed"
+}
+
+# A board that cannot be set up as asked ends the scenario.
+broken() {
+    fail "setup failed: $*"
+    exit 1
+}
+
+# Runs a setup command; its output goes into the report only when it fails.
+must() {
+    "$@" > "$WORK/must.out" 2>&1 && return 0
+    cat "$WORK/must.out" >> "$REPORT"
+    broken "$*"
+}
+
+mtd_number() {
+    for file in /sys/class/mtd/mtd*/name; do
+        if [ "$(cat "$file")" = "$1" ]; then
+            file=${file#/sys/class/mtd/mtd}
+            echo "${file%/name}"
+            return 0
+        fi
+    done
+    return 1
+}
+
+partition_ubi() {
+    mtd=$(mtd_number "$1") || { fail "no MTD partition named $1"; return 1; }
+    echo $((mtd + UBI_OFFSET))
+}
+
+clear_faults() {
+    for fault in fail_write fail_read flip_read cut_after reads writes; do
+        echo 0 > "$DATAFLASH_PARAMS/$fault"
+    done
+    echo -1 > "$DATAFLASH_PARAMS/flip_offset"
+}
+
+detach_all_ubi() {
+    for device in /sys/class/ubi/ubi*; do
+        case ${device##*/} in
+            *_*) ;;
+            ubi[0-9]*) ubidetach -d "${device##*/ubi}" > /dev/null ;;
+        esac
+    done
+}
+
+reset_board() {
+    while grep -q ' /proc/cmdline ' /proc/mounts; do umount /proc/cmdline || break; done
+    awk '$3 == "ubifs" { print $2 }' /proc/mounts | sort -r | while read -r dir; do
+        umount "$dir"
+    done
+    detach_all_ubi
+    for partition in $PARTITIONS; do
+        flash_erase -q "/dev/mtd$(mtd_number "$partition")" 0 0
+    done
+    rm -rf /tmp/* /dev/shm/* /version
+    clear_faults
+    dftool erase
+    rm -rf "$WORK"
+    mkdir -p "$WORK/bin"
+    : > "$REPORT"
+    FAULTS=
+    PENDING=
+}
+
+# --- the board before the run ------------------------------------------------
+
+# cmdline <text>: the kernel command line the tool reads (with the kernel's
+# trailing line feed), bind-mounted over /proc/cmdline.
+cmdline() {
+    printf '%s\n' "$*" > "$WORK/cmdline"
+    must mount --bind "$WORK/cmdline" /proc/cmdline
+}
+
+# root_version <text>: /version of the running root filesystem, one line.
+root_version() {
+    printf '%s\n' "$1" > /version
+}
+
+# volume <partition> erased | ubifs [<version>]: the partition erased, or
+# attached as the tool attaches it, holding one volume with a UBIFS whose
+# version file is that one line (no version file without it).
+volume() {
+    ubi=$(partition_ubi "$1") || exit 1
+    mtd=$((ubi - UBI_OFFSET))
+    ubidetach -m "$mtd" > /dev/null 2>&1
+    must flash_erase -q "/dev/mtd$mtd" 0 0
+    case $2 in
+        erased) return 0 ;;
+        ubifs) ;;
+        *) broken "volume $1: $2 is neither erased nor ubifs" ;;
+    esac
+    must ubiattach /dev/ubi_ctrl -m "$mtd" -d "$ubi"
+    must ubimkvol "/dev/ubi$ubi" -N "$1" -m
+    mkdir -p "$WORK/volume"
+    # An empty volume gets a fresh UBIFS when it is first mounted.
+    must mount -t ubifs "/dev/ubi${ubi}_0" "$WORK/volume"
+    if [ $# -ge 3 ]; then printf '%s\n' "$3" > "$WORK/volume/version"; fi
+    must umount "$WORK/volume"
+}
+
+# apps_mounted <partition>: the running applications filesystem, a volume made
+# with `volume`, mounted read-only at /mnt/apps.
+apps_mounted() {
+    ubi=$(partition_ubi "$1") || exit 1
+    must mount -t ubifs -o ro "/dev/ubi${ubi}_0" /mnt/apps
+}
+
+# linux_record <baseline> [field=value]...: a Linux update administration
+# record; fields magic valid sequence format board_id magic_end, valid by default.
+linux_record() {
+    must dftool linux "$@"
+}
+
+# bootloader_record <slot> [image=<file>] [field=value]...: a bootloader update
+# administration record, with the file's bytes in the slot's image area; fields
+# magic image_offset image_length image_crc valid sequence description
+# magic_end, by default valid and describing the image.
+bootloader_record() {
+    must dftool bootloader "$@"
+}
+
+# fault <name>=<n>...: dataflash faults during the next run only: fail_write,
+# fail_read, flip_read (with flip_offset), cut_after (see dataflash_sim.c).
+fault() {
+    FAULTS="$FAULTS $*"
+}
+
+# wrapper <utility> fail | log: put first on the tool's PATH a utility that
+# exits with status 1, or one that appends its command line to the commands
+# log (see expect_commands) and runs the real utility.
+wrapper() {
+    real=$(command -v "$1") || broken "wrapper: no utility $1"
+    case $2 in
+        fail) printf '#!/bin/sh\nexit 1\n' > "$WORK/bin/$1" ;;
+        log)
+            cat > "$WORK/bin/$1" <<WRAPPER
+#!/bin/sh
+printf '%s\\n' "$1 \$*" >> $WORK/commands
+exec $real "\$@"
+WRAPPER
+            ;;
+        *) broken "wrapper $1: $2 is neither fail nor log" ;;
+    esac
+    chmod +x "$WORK/bin/$1"
+}
+
+# shm <os firmpack> <app firmpack>: the firmpacks the platform library serves.
+shm() {
+    must cp "$1" /dev/shm/fp_os.img
+    must cp "$2" /dev/shm/fp_app.img
+}
+
+# --- the run -----------------------------------------------------------------
+
+# run <command> [argument]...: runs it with the faults set, the wrappers first
+# on PATH and no input; its output, exit status and wall time are kept. Its
+# exit status, standard output and standard error must all be checked.
+run() {
+    finish_checks
+    : > "$WORK/commands"
+    for setting in $FAULTS; do
+        echo "${setting#*=}" > "$DATAFLASH_PARAMS/${setting%%=*}" || broken "fault $setting"
+    done
+    echo 0 > "$DATAFLASH_PARAMS/reads"
+    echo 0 > "$DATAFLASH_PARAMS/writes"
+    started=$(uptime_seconds)
+    # Through /bin/sh, since busybox's timeout would prefer its own applets.
+    PATH="$WORK/bin:$PATH" timeout -s KILL "$TOOL_TIMEOUT" /bin/sh -c 'exec "$@"' sh "$@" \
+        < /dev/null > "$WORK/stdout" 2> "$WORK/stderr"
+    echo $? > "$WORK/status"
+    echo "time $(seconds_since "$started") s, dataflash $(cat "$DATAFLASH_PARAMS/reads") reads" \
+        "$(cat "$DATAFLASH_PARAMS/writes") writes: $*" >> "$REPORT"
+    clear_faults
+    FAULTS=
+    PENDING="status stdout stderr"
+}
+
+checked() {
+    rest=
+    for item in $PENDING; do
+        [ "$item" = "$1" ] || rest="$rest $item"
+    done
+    PENDING=${rest# }
+}
+
+# Called after each run's checks and at the end of the scenario.
+finish_checks() {
+    [ -z "$PENDING" ] || fail "not checked after the run: $PENDING"
+    PENDING=
+}
+
+# --- checks after the run ----------------------------------------------------
+
+# Expected lines on standard input; "~ " lines are shell patterns (see top).
+resolve_patterns() {
+    while IFS= read -r expected <&3; do
+        IFS= read -r actual <&4 || actual=
+        case $expected in
+            '~ '*)
+                # shellcheck disable=SC2254 # the pattern is meant to match
+                case $actual in ${expected#'~ '}) expected=$actual ;; esac ;;
+        esac
+        printf '%s\n' "$expected"
+    done 3< "$1" 4< "$2"
+}
+
+# compare <what> <actual file>, the expected text on standard input.
+compare() {
+    cat > "$WORK/expected"
+    resolve_patterns "$WORK/expected" "$2" > "$WORK/expected.resolved"
+    if ! diff -u -L "expected $1" -L "actual $1" "$WORK/expected.resolved" "$2" > "$WORK/diff"; then
+        fail "$1 differs:"
+        cat "$WORK/diff" >> "$REPORT"
+    fi
+}
+
+expect_status() {
+    checked status
+    actual=$(cat "$WORK/status")
+    [ "$actual" = "$1" ] || fail "exit status: expected $1, got $actual"
+}
+
+expect_stdout() {
+    checked stdout
+    compare stdout "$WORK/stdout"
+}
+
+expect_stderr() {
+    checked stderr
+    compare stderr "$WORK/stderr"
+}
+
+# The command lines that wrapped utilities ran, one per line.
+expect_commands() {
+    compare commands "$WORK/commands"
+}
+
+# The dataflash as `dftool dump` shows it: page 32, both bootloader records
+# (with "image ok" when the image has the record's CRC), both Linux records.
+expect_dataflash() {
+    dftool dump > "$WORK/dataflash" 2>&1 || fail "dftool dump failed"
+    compare dataflash "$WORK/dataflash"
+}
+
+# The UBIFS mounts, one "<device> on <folder> ro|rw" line each.
+expect_mounts() {
+    awk '$3 == "ubifs" { split($4, option, ","); print $1, "on", $2, option[1] }' /proc/mounts \
+        > "$WORK/mounts"
+    compare mounts "$WORK/mounts"
+}
+
+# expect_files <folder>: the names in the folder, one per line.
+expect_files() {
+    ls -A "$1" > "$WORK/files"
+    compare "files in $1" "$WORK/files"
+}
+
+# expect_file <path>: the file's contents.
+expect_file() {
+    if [ -f "$1" ]; then compare "$1" "$1"; else fail "$1: no such file"; fi
+}
+
+# Mounts a partition's volume read-only at $WORK/check, attaching it first when
+# needed; release_volume undoes both.
+mount_volume() {
+    ubi=$(partition_ubi "$1") || return 1
+    attached_here=
+    if [ ! -e "/sys/class/ubi/ubi$ubi" ]; then
+        ubiattach /dev/ubi_ctrl -m $((ubi - UBI_OFFSET)) -d "$ubi" > /dev/null 2>&1 ||
+            { fail "volume $1: cannot be attached"; return 1; }
+        attached_here=$ubi
+    fi
+    mkdir -p "$WORK/check"
+    mount -t ubifs -o ro "/dev/ubi${ubi}_0" "$WORK/check" 2> /dev/null && return 0
+    fail "volume $1: no UBIFS to mount"
+    release_volume
+    return 1
+}
+
+release_volume() {
+    umount "$WORK/check" 2> /dev/null
+    [ -z "$attached_here" ] || ubidetach -d "$attached_here" > /dev/null
+}
+
+# expect_volume <partition> <version>: the partition holds a UBIFS whose
+# version file is that one line.
+expect_volume() {
+    mount_volume "$1" || return 0
+    printf '%s\n' "$2" > "$WORK/version"
+    if [ ! -f "$WORK/check/version" ]; then
+        fail "volume $1: no version file"
+    elif ! cmp -s "$WORK/version" "$WORK/check/version"; then
+        fail "volume $1: version file holds '$(cat "$WORK/check/version")', expected '$2'"
+    fi
+    release_volume
+}
+
+# expect_volume_bytes <partition> <file>: the partition's volume starts with
+# exactly the file's bytes.
+expect_volume_bytes() {
+    ubi=$(partition_ubi "$1") || return 0
+    if ! head -c "$(wc -c < "$2")" "/dev/ubi${ubi}_0" 2> /dev/null | cmp -s - "$2"; then
+        fail "volume $1: does not start with the bytes of $2"
+    fi
+}

@@ -1,0 +1,35 @@
+#!/bin/sh
+# Runs every scenario of /board/scenarios (or those named, comma-separated, by
+# fpu_scenarios on the kernel command line), each on a board reset to a known
+# state. Each result goes to the second serial port as
+#   === <name>
+#   PASS | FAIL
+#   <report: run times, and what differed>
+# and the run ends with "=== done <count>". The console gets one line per scenario.
+. /board/lib.sh
+
+results=/dev/ttyS1
+count=0
+for scenario in /board/scenarios/*.sh; do
+    scenario_name=$(basename "$scenario" .sh)
+    case ",${fpu_scenarios:-$scenario_name}," in
+        *",$scenario_name,"*) ;;
+        *) continue ;;
+    esac
+    reset_board
+    started=$(uptime_seconds)
+    (cd "$FIXTURES" && . "$scenario" && finish_checks) > "$WORK/scenario.log" 2>&1
+    status=$?
+    # Anything a scenario printed outside the checks is part of its report.
+    cat "$WORK/scenario.log" >> "$REPORT"
+    if [ "$status" -eq 0 ] && [ ! -s "$WORK/failed" ]; then verdict=PASS; else verdict=FAIL; fi
+    echo "scenario $scenario_name: $verdict ($(seconds_since "$started") s)"
+    {
+        echo "=== $scenario_name"
+        echo "$verdict"
+        cat "$REPORT"
+    } > "$results"
+    count=$((count + 1))
+done
+reset_board
+echo "=== done $count" > "$results"

@@ -1,0 +1,84 @@
+#!/bin/sh
+# Boots the board VM once: prepares the kernel side (cached), builds the
+# initramfs, runs QEMU until the guest powers itself off or the time limit
+# ends it.
+#
+# Usage: run-vm.sh scenarios|demo <build dir> <output dir> [fixture]...
+#   scenarios: the console goes to <output dir>/console.log, each scenario's
+#              result to <output dir>/results/<name>.txt (first line PASS or
+#              FAIL), what ran how fast to <output dir>/summary.txt; exits
+#              non-zero when the run did not complete.
+#   demo:      the console is this terminal.
+# Environment:
+#   FPU_BOARD_CACHE      prepared kernels (default: the build's FPU_BOARD_CACHE)
+#   FPU_BOARD_KVM=1      use KVM; software emulation (TCG) otherwise, since the
+#                        KVM of some hosts cannot run an unmodified guest kernel
+#   FPU_BOARD_MEMORY     guest memory in MiB (default 256; 128 is the least that boots)
+#   FPU_BOARD_TIMEOUT    seconds before the run is stopped (default 600)
+#   FPU_BOARD_SCENARIOS  comma-separated scenario names to run (default all)
+set -eu
+
+mode=$1
+build=$(cd "$2" && pwd)
+out=$3
+shift 3
+here=$(cd "$(dirname "$0")" && pwd)
+
+cache=${FPU_BOARD_CACHE:-$(sed -n 's/^FPU_BOARD_CACHE:PATH=//p' "$build/CMakeCache.txt")}
+memory=${FPU_BOARD_MEMORY:-256}
+time_limit=${FPU_BOARD_TIMEOUT:-600}
+if [ "${FPU_BOARD_KVM:-0}" = 1 ]; then accel=kvm; else accel=tcg; fi
+# 64 MiB of translated code is plenty for the guest and halves QEMU's memory.
+accel_options=$accel
+[ "$accel" = kvm ] || accel_options="$accel,tb-size=64"
+KERNEL_CMDLINE="console=ttyS0 quiet panic=-1 brd_id_io=1 brd_id_core=5 baseline=1"
+
+mkdir -p "$out"
+prepared=$("$here/prepare.sh" "$cache" "$here/kmod")
+"$here/make-initramfs.sh" "$out/initramfs.cpio" "$prepared" "$build" "$@"
+
+append="$KERNEL_CMDLINE fpu_run=$mode"
+[ -z "${FPU_BOARD_SCENARIOS:-}" ] || append="$append fpu_scenarios=$FPU_BOARD_SCENARIOS"
+if [ "$mode" = demo ]; then
+    console="-serial stdio"
+else
+    console="-serial file:$out/console.log"
+fi
+
+echo "Board VM: QEMU with $(echo "$accel" | tr a-z A-Z), $memory MiB, kernel $(basename "$prepared")" |
+    tee "$out/summary.txt"
+rm -f "$out/results.raw" "$out/console.log"
+status=0
+started=$(date +%s.%N)
+# shellcheck disable=SC2086 # $console is two words
+timeout "$time_limit" qemu-system-x86_64 -M q35 -accel "$accel_options" -m "$memory" -smp 1 \
+    -nodefaults -display none -no-reboot -net none \
+    -kernel "$prepared/vmlinux" -initrd "$out/initramfs.cpio" -append "$append" \
+    $console -serial "file:$out/results.raw" || status=$?
+elapsed=$(echo "$started $(date +%s.%N)" | awk '{ printf "%.1f", $2 - $1 }')
+touch "$out/results.raw" "$out/console.log" # when QEMU did not start at all
+if [ "$status" -eq 124 ]; then
+    echo "Board VM: stopped after the time limit of $time_limit s"
+fi
+[ "$mode" = demo ] && exit "$status"
+
+# One file per scenario from the stream of the results port.
+rm -rf "$out/results"
+mkdir -p "$out/results"
+tr -d '\r' < "$out/results.raw" | awk -v dir="$out/results" '
+    /^=== done / { done = $3; next }
+    /^=== / { file = dir "/" $2 ".txt"; next }
+    file { print > file }
+    END { if (done == "") exit 1; print done }' > "$out/results.count" || {
+    echo "Board VM: the run did not complete (QEMU status $status after $elapsed s); console:"
+    tail -n 30 "$out/console.log"
+    exit 1
+}
+{
+    echo "Board VM: $(cat "$out/results.count") scenarios in $elapsed s, boot to power-off"
+    # Each scenario's verdict and time, and under it each run's wall time.
+    grep '^scenario ' "$out/console.log" | while read -r _ name rest; do
+        echo "  ${name%:} $rest"
+        sed -n 's/^time /    /p' "$out/results/${name%:}.txt"
+    done
+} | tee -a "$out/summary.txt"

@@ -4,9 +4,10 @@
 BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
 RELEASE_BUILD := $(BUILD_ROOT)/release
+BENCH_BUILD := $(BUILD_ROOT)/bench
 JOBS ?= $(shell nproc)
 
-.PHONY: all deps build test unit-test demo clean
+.PHONY: all deps build test unit-test demo bench clean
 
 all: build
 
@@ -28,6 +29,13 @@ test: unit-test
 
 demo: build
 	@./scripts/demo.sh $(RELEASE_BUILD)
+
+# Own checksums, digests and hash check against reference libraries, built as
+# the tool is; prints the figures and their ratios.
+bench: deps
+	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF -DFPU_BUILD_BENCH=ON
+	cmake --build $(BENCH_BUILD) -j$(JOBS) --target fpu_bench
+	$(BENCH_BUILD)/bench/fpu_bench
 
 clean:
 	rm -rf $(BUILD_ROOT)

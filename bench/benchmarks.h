@@ -1,0 +1,19 @@
+// The measurements of bench/, registered with Google Benchmark by name:
+// "<what>/<implementation>/<input size>", throughput as bytes per second.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+inline constexpr uint32_t SMALL_INPUT = 1u << 20;
+inline constexpr uint32_t LARGE_INPUT = 64u << 20;
+
+// "1MiB" or "64MiB".
+std::string size_name(uint32_t size);
+
+// Everything: own code, the references and the firmpack hash check.
+void register_all_benchmarks();
+
+// Only OpenSSL's SHA-1, named "sha1/openssl_<variant>/<size>": run in a child
+// process whose OPENSSL_ia32cap masks some of the CPU's features.
+void register_openssl_sha1(const std::string& variant);

@@ -31,11 +31,12 @@ demo: build
 	@./scripts/demo.sh $(RELEASE_BUILD)
 
 # Own checksums, digests and hash check against reference libraries, built as
-# the tool is; prints the figures and their ratios.
+# the tool is; prints the figures (medians of three runs) and their ratios.
+BENCH_OPTIONS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
 bench: deps
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF -DFPU_BUILD_BENCH=ON
 	cmake --build $(BENCH_BUILD) -j$(JOBS) --target fpu_bench
-	$(BENCH_BUILD)/bench/fpu_bench
+	$(BENCH_BUILD)/bench/fpu_bench $(BENCH_OPTIONS)
 
 clean:
 	rm -rf $(BUILD_ROOT)

@@ -222,18 +222,19 @@ void register_all_benchmarks()
     register_throughput("md5/openssl", [](const uint8_t* data, uint32_t size) {
         openssl_digest("MD5", data, size);
     });
-    register_throughput("sha1/own", [](const uint8_t* data, uint32_t size) {
+    register_sha1_pair("");
+    register_firmpack_check();
+}
+
+void register_sha1_pair(const std::string& variant)
+{
+    std::string suffix = variant.empty() ? "" : "_" + variant;
+    register_throughput("sha1/own" + suffix, [](const uint8_t* data, uint32_t size) {
         uint8_t digest[SHA1_DIGEST_SIZE];
         digest_sha1(data, size, digest);
         benchmark::DoNotOptimize(digest);
     });
-    register_openssl_sha1("");
-    register_firmpack_check();
-}
-
-void register_openssl_sha1(const std::string& variant)
-{
-    register_throughput(
-        variant.empty() ? "sha1/openssl" : "sha1/openssl_" + variant,
-        [](const uint8_t* data, uint32_t size) { openssl_digest("SHA1", data, size); });
+    register_throughput("sha1/openssl" + suffix, [](const uint8_t* data, uint32_t size) {
+        openssl_digest("SHA1", data, size);
+    });
 }

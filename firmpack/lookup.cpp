@@ -3,6 +3,7 @@
 #include "firmpack/fit.h"
 
 #include <cerrno>
+#include <cstddef>
 #include <cstdio>
 #include <libfdt.h>
 

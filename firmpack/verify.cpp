@@ -5,6 +5,7 @@
 #include "firmpack/md5.h"
 #include "firmpack/sha1.h"
 
+#include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <libfdt.h>

@@ -4,11 +4,12 @@
 BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
 RELEASE_BUILD := $(BUILD_ROOT)/release
+BENCH_BUILD := $(BUILD_ROOT)/bench
 JOBS ?= $(shell nproc)
 # Kernels prepared for the board VM, shared by the test and release builds.
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test-build test unit-test board-test demo clean
+.PHONY: all deps build test-build test unit-test board-test demo bench clean
 
 all: build
 
@@ -44,6 +45,14 @@ test: unit-test
 
 demo: build
 	@./scripts/demo.sh $(RELEASE_BUILD)
+
+# Own checksums, digests and hash check against reference libraries, built as
+# the tool is; prints the figures (medians of three runs) and their ratios.
+BENCH_OPTIONS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
+bench: deps
+	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF -DFPU_BUILD_BENCH=ON
+	cmake --build $(BENCH_BUILD) -j$(JOBS) --target fpu_bench
+	$(BENCH_BUILD)/bench/fpu_bench $(BENCH_OPTIONS)
 
 clean:
 	rm -rf $(BUILD_ROOT)

@@ -31,17 +31,31 @@ inline uint32_t crc32_byte(uint32_t reg, uint8_t byte)
     return crc32_table[(reg ^ byte) & 0xFF] ^ (reg >> 8);
 }
 
-// Four table steps over a whole aligned word, read little-endian so that the
-// result is the same as four byte steps on any host.
-inline uint32_t crc32_word(uint32_t reg, const uint8_t* word)
+inline uint32_t table_step(uint32_t reg)
 {
-    reg ^= uint32_t{word[0]} | (uint32_t{word[1]} << 8) | (uint32_t{word[2]} << 16) |
+    return crc32_table[reg & 0xFF] ^ (reg >> 8);
+}
+
+// Read little-endian, so that a word step gives the same result as four byte
+// steps on any host.
+inline uint32_t load_le32(const uint8_t* word)
+{
+    return uint32_t{word[0]} | (uint32_t{word[1]} << 8) | (uint32_t{word[2]} << 16) |
            (uint32_t{word[3]} << 24);
-    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
-    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
-    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
-    reg = crc32_table[reg & 0xFF] ^ (reg >> 8);
-    return reg;
+}
+
+// count >= 1 whole aligned words: each is XORed into the register and followed
+// by four table steps. The table loads form one long chain; the XOR of the next
+// word is folded into the shifted half of the step before it, so that it is
+// done while that step's table load is under way instead of after it.
+uint32_t crc32_words(uint32_t reg, const uint8_t* words, uint32_t count)
+{
+    reg ^= load_le32(words);
+    for (uint32_t i = 1; i < count; ++i) {
+        reg = table_step(table_step(table_step(reg)));
+        reg = crc32_table[reg & 0xFF] ^ ((reg >> 8) ^ load_le32(words + 4 * i));
+    }
+    return table_step(table_step(table_step(table_step(reg))));
 }
 
 } // namespace
@@ -53,8 +67,10 @@ uint32_t checksum_crc32(uint32_t seed, const uint8_t* data, uint32_t length)
         reg = crc32_byte(reg, *data++);
         --length;
     }
-    for (; length >= 4; length -= 4, data += 4) {
-        reg = crc32_word(reg, data);
+    if (length >= 4) {
+        reg = crc32_words(reg, data, length / 4);
+        data += length - length % 4;
+        length %= 4;
     }
     while (length > 0) {
         reg = crc32_byte(reg, *data++);

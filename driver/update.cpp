@@ -5,6 +5,7 @@
 #include "dataflash/layout.h"
 #include "dataflash/legacy.h"
 #include "driver/cmdline.h"
+#include "firmpack/extent.h"
 #include "firmpack/fit.h"
 #include "firmpack/lookup.h"
 #include "firmpack/verify.h"
@@ -97,14 +98,20 @@ int parse_partition_id(const uint8_t* data, uint32_t size)
     return static_cast<int>(strtol(digits, nullptr, 10));
 }
 
+// A well-formed tree whose every image matches its hash records.
+bool firmpack_is_intact(const uint8_t* fit)
+{
+    return firmpack_check_structure(fit) == 0 && firmpack_check_hashes(fit) != 0;
+}
+
 // Both firmpacks intact, before anything else is believed of them.
 int check_integrity(const update_work* work)
 {
-    if (firmpack_check_hashes(work->os_fit) == 0) {
+    if (!firmpack_is_intact(work->os_fit)) {
         printf("file %s is corrupt, stopping upgrade\n", work->os_display_name);
         return RESULT_INVALID;
     }
-    if (firmpack_check_hashes(work->app_fit) == 0) {
+    if (!firmpack_is_intact(work->app_fit)) {
         printf("file %s is corrupt, stopping upgrade\n", work->app_display_name);
         return RESULT_INVALID;
     }

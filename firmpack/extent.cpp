@@ -12,3 +12,11 @@ int firmpack_check_extent(const uint8_t* buffer, uint32_t size)
     }
     return 0;
 }
+
+int firmpack_check_structure(const uint8_t* fit)
+{
+    if (fdt_magic(fit) != FDT_MAGIC) {
+        return 0;
+    }
+    return fdt_check_full(fit, fdt_totalsize(fit)) == 0 ? 0 : -1;
+}

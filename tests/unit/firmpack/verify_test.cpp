@@ -158,4 +158,20 @@ TEST(FirmpackHashes, TruncatedFirmpackIsNeverReadPastItsEnd)
     EXPECT_EQ(progress_line(cut) + "   Hash(es) for Image 0 (bootloader@1): " + NO_DATA, walk.out);
 }
 
+// Damage after the first image's hash records ends the node walk early, so
+// the structure check must refuse what the walk alone would let through.
+TEST(FirmpackHashes, DamagedStructureIsRefusedBeforeTheWalk)
+{
+    std::vector<uint8_t> fit = load_fixture("os_good.fit");
+    EXPECT_EQ(0, firmpack_check_structure(fit.data()));
+    int rootfs = fdt_path_offset(fit.data(), "/images/rootfs@1");
+    ASSERT_GT(rootfs, 0);
+    const uint8_t bad_tag[] = {0x00, 0x00, 0x00, 0x07};
+    std::copy(std::begin(bad_tag), std::end(bad_tag),
+              fit.begin() + fdt_off_dt_struct(fit.data()) + rootfs);
+    EXPECT_EQ(-1, firmpack_check_structure(fit.data()));
+    std::vector<uint8_t> not_a_tree(64, 0x5a);
+    EXPECT_EQ(0, firmpack_check_structure(not_a_tree.data()));
+}
+
 } // namespace

@@ -4,9 +4,9 @@
 #include "driver/startup.h"
 
 #include <cerrno>
+#include <csignal>
 #include <cstdint>
 #include <cstdio>
-#include <csignal>
 
 int main(int argc, char** argv)
 {

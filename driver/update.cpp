@@ -37,11 +37,11 @@ constexpr const char* ROOT_LABEL = "filesystem";
 constexpr const char* APPS_LABEL = "applications";
 constexpr const char* KEY_BASELINE = "baseline";
 
-constexpr int RESULT_OUT_OF_MEMORY = ENOMEM;       // 12
-constexpr int RESULT_INVALID = EINVAL;             // 22
-constexpr int RESULT_NO_PARTITION_ID = ENOSYS;     // 38
-constexpr int RESULT_VERSION_MISMATCH = EBADF;     // 9
-constexpr int RESULT_BAD_BASELINE = EBADF;         // 9
+constexpr int RESULT_OUT_OF_MEMORY = ENOMEM;   // 12
+constexpr int RESULT_INVALID = EINVAL;         // 22
+constexpr int RESULT_NO_PARTITION_ID = ENOSYS; // 38
+constexpr int RESULT_VERSION_MISMATCH = EBADF; // 9
+constexpr int RESULT_BAD_BASELINE = EBADF;     // 9
 constexpr int RESULT_NOTHING_TO_UPDATE = -1;
 
 constexpr const char* BANNER_RULE = "   --------------------------------------";

@@ -62,7 +62,7 @@ partition_ubi() {
 }
 
 clear_faults() {
-    for fault in fail_write fail_read flip_read cut_after reads writes; do
+    for fault in fail_write fail_read flip_read cut_after read_only reads writes opens; do
         echo 0 > "$DATAFLASH_PARAMS/$fault"
     done
     echo -1 > "$DATAFLASH_PARAMS/flip_offset"
@@ -154,7 +154,8 @@ bootloader_record() {
 }
 
 # fault <name>=<n>...: dataflash faults during the next run only: fail_write,
-# fail_read, flip_read (with flip_offset), cut_after (see dataflash_sim.c).
+# fail_read, flip_read (with flip_offset), cut_after, read_only (see
+# dataflash_sim.c).
 fault() {
     FAULTS="$FAULTS $*"
 }
@@ -195,15 +196,18 @@ run() {
     for setting in $FAULTS; do
         echo "${setting#*=}" > "$DATAFLASH_PARAMS/${setting%%=*}" || broken "fault $setting"
     done
-    echo 0 > "$DATAFLASH_PARAMS/reads"
-    echo 0 > "$DATAFLASH_PARAMS/writes"
+    for counter in reads writes opens; do
+        echo 0 > "$DATAFLASH_PARAMS/$counter"
+    done
     started=$(uptime_seconds)
     # Through /bin/sh, since busybox's timeout would prefer its own applets.
     PATH="$WORK/bin:$PATH" timeout -s KILL "$TOOL_TIMEOUT" /bin/sh -c 'exec "$@"' sh "$@" \
         < /dev/null > "$WORK/stdout" 2> "$WORK/stderr"
     echo $? > "$WORK/status"
-    echo "time $(seconds_since "$started") s, dataflash $(cat "$DATAFLASH_PARAMS/reads") reads" \
-        "$(cat "$DATAFLASH_PARAMS/writes") writes: $*" >> "$REPORT"
+    echo "time $(seconds_since "$started") s, dataflash $(cat "$DATAFLASH_PARAMS/opens") opens" \
+        "$(cat "$DATAFLASH_PARAMS/reads") reads $(cat "$DATAFLASH_PARAMS/writes") writes: $*" \
+        >> "$REPORT"
+    cat "$DATAFLASH_PARAMS/opens" > "$WORK/opens"
     clear_faults
     FAULTS=
     PENDING="status stdout stderr"
@@ -262,6 +266,12 @@ expect_stdout() {
 expect_stderr() {
     checked stderr
     compare stderr "$WORK/stderr"
+}
+
+# expect_dataflash_opens <n>: how often the run opened the dataflash's node.
+expect_dataflash_opens() {
+    actual=$(cat "$WORK/opens")
+    [ "$actual" = "$1" ] || fail "dataflash opened $actual times, expected $1"
 }
 
 # The command lines that wrapped utilities ran, one per line.

@@ -7,7 +7,9 @@
  * Faults, set at run time through /sys/module/dataflash_sim/parameters/. The
  * counters "reads" and "writes" number the driver's transfers from 1 and can be
  * reset by writing 0; a large transfer through /dev/mtdN may reach the driver as
- * several pieces, each counted.
+ * several pieces, each counted. "opens" counts the opens of the device node.
+ *   read_only=1    the device loses MTD_WRITEABLE: MEMGETINFO no longer shows
+ *                  it and a read-write open is refused
  *   fail_write=n   the n-th write fails with EIO and stores nothing
  *   fail_read=n    the n-th read fails with EIO
  *   flip_read=n    the n-th read returns one byte inverted: the byte at device
@@ -33,6 +35,8 @@ static unsigned int fail_read;
 static unsigned int flip_read;
 static long flip_offset = -1;
 static unsigned int cut_after;
+static unsigned int opens;
+static bool read_only;
 
 module_param(reads, uint, 0644);
 module_param(writes, uint, 0644);
@@ -41,10 +45,43 @@ module_param(fail_read, uint, 0644);
 module_param(flip_read, uint, 0644);
 module_param(flip_offset, long, 0644);
 module_param(cut_after, uint, 0644);
+module_param(opens, uint, 0644);
 
 static struct mtd_info dataflash;
 static u8 *cells;
 static DEFINE_MUTEX(cells_lock);
+
+static void apply_read_only(void)
+{
+	if (read_only)
+		dataflash.flags &= ~MTD_WRITEABLE;
+	else
+		dataflash.flags |= MTD_WRITEABLE;
+}
+
+static int set_read_only(const char *value, const struct kernel_param *kp)
+{
+	int ret = param_set_bool(value, kp);
+
+	if (ret == 0)
+		apply_read_only();
+	return ret;
+}
+
+static const struct kernel_param_ops read_only_ops = {
+	.set = set_read_only,
+	.get = param_get_bool,
+};
+module_param_cb(read_only, &read_only_ops, &read_only, 0644);
+
+/* Every open of the device node takes a reference through here. */
+static int dataflash_get_device(struct mtd_info *mtd)
+{
+	mutex_lock(&cells_lock);
+	opens++;
+	mutex_unlock(&cells_lock);
+	return 0;
+}
 
 static void flip_byte(loff_t from, size_t len, u_char *buf)
 {
@@ -111,7 +148,8 @@ static int __init dataflash_sim_init(void)
 
 	dataflash.name = "dataflash";
 	dataflash.type = MTD_DATAFLASH;
-	dataflash.flags = MTD_WRITEABLE;
+	dataflash.flags = 0;
+	apply_read_only();
 	dataflash.size = DATAFLASH_SIZE;
 	dataflash.erasesize = DATAFLASH_PAGE_SIZE;
 	dataflash.writesize = DATAFLASH_PAGE_SIZE;
@@ -120,6 +158,7 @@ static int __init dataflash_sim_init(void)
 	dataflash._read = dataflash_read;
 	dataflash._write = dataflash_write;
 	dataflash._erase = dataflash_erase;
+	dataflash._get_device = dataflash_get_device;
 
 	ret = mtd_device_register(&dataflash, NULL, 0);
 	if (ret)

@@ -2,7 +2,8 @@
 /*
  * The board's NAND layout on the simulated NAND chip (mtd0): the root and
  * applications partitions of both baselines, in this order, so that they come
- * out as mtd1 to mtd4 with no gap in the numbering.
+ * out as mtd1 to mtd4 with no gap in the numbering. Each holds a UBIFS with
+ * 16 MiB of files and more; together they fill the 128 MiB chip.
  */
 #include <linux/module.h>
 #include <linux/mtd/mtd.h>
@@ -17,8 +18,8 @@ struct nand_part {
 static const struct nand_part parts[] = {
 	{ "rootfs1", SZ_32M },
 	{ "rootfs2", SZ_32M },
-	{ "apps1", SZ_16M },
-	{ "apps2", SZ_16M },
+	{ "apps1", SZ_32M },
+	{ "apps2", SZ_32M },
 };
 
 static int __init nand_parts_init(void)

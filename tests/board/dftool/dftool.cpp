@@ -4,6 +4,7 @@
 //   dftool erase                          every byte of the dataflash 0xFF
 //   dftool linux <baseline> [field=value]...
 //   dftool bootloader <slot> [image=<file>] [field=value]...
+//   dftool page32 <text>                  the text's bytes at the page-32 administration
 //   dftool dump                           both administrations and page 32
 //
 // The dataflash is the first of /dev/mtd1, /dev/mtd2, ... of type
@@ -187,6 +188,14 @@ int write_bootloader(int slot, std::vector<std::string> words)
     return transfer(true, record.data(), offset, BOOTLOADER_RECORD_SIZE);
 }
 
+// The boot loader's page-32 administration, of which the tool only ever
+// overwrites the first bytes.
+int write_page32(const std::string& text)
+{
+    std::vector<uint8_t> bytes(text.begin(), text.end());
+    return transfer(true, bytes.data(), PAGE32_ADMIN_OFFSET, static_cast<uint32_t>(bytes.size()));
+}
+
 std::string image_status(const std::vector<uint8_t>& flash, const uint8_t* record)
 {
     uint64_t offset = bootloader_image_offset(record);
@@ -230,7 +239,7 @@ int dump()
 int usage()
 {
     fprintf(stderr, "usage: dftool probe | erase | dump | linux <baseline> [field=value]... |"
-                    " bootloader <slot> [image=<file>] [field=value]...\n");
+                    " bootloader <slot> [image=<file>] [field=value]... | page32 <text>\n");
     return 2;
 }
 
@@ -251,6 +260,9 @@ int main(int argc, char** argv)
     }
     if (argc >= 3 && command == "linux") {
         return write_linux(parse_index(argv[2]), words);
+    }
+    if (argc == 3 && command == "page32") {
+        return write_page32(argv[2]);
     }
     if (argc >= 3 && command == "bootloader") {
         return write_bootloader(parse_index(argv[2]), words);

@@ -20,16 +20,6 @@ show() {
     echo "(exit status $?)"
 }
 
-# What a restart into a baseline changes for the tool: the kernel command
-# line, the running root filesystem's /version, the volume at /mnt/apps.
-reboot_into() {
-    cmdline "console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=$1"
-    mount_volume "rootfs$1" && cp "$WORK/check/version" /version
-    release_volume
-    umount /mnt/apps 2> /dev/null
-    apps_mounted "apps$1"
-}
-
 reset_board
 # A setup step that failed says so on the console.
 trap '[ ! -s "$WORK/failed" ] || cat "$REPORT"' EXIT

@@ -77,7 +77,16 @@ detach_all_ubi() {
     done
 }
 
+# restore_node <name>: /dev/<name> made anew from the numbers the kernel gave
+# the MTD device, when a scenario removed it.
+restore_node() {
+    # shellcheck disable=SC2046 # major and minor are two words
+    [ -e "/dev/$1" ] || mknod "/dev/$1" c $(tr ':' ' ' < "/sys/class/mtd/$1/dev")
+}
+
 reset_board() {
+    restore_node mtd0
+    restore_node mtd0ro
     while grep -q ' /proc/cmdline ' /proc/mounts; do umount /proc/cmdline || break; done
     awk '$3 == "ubifs" { print $2 }' /proc/mounts | sort -r | while read -r dir; do
         umount "$dir"
@@ -153,6 +162,24 @@ bootloader_record() {
     must dftool bootloader "$@"
 }
 
+# page32_admin <text>: the first bytes of the boot loader's page-32 update
+# administration.
+page32_admin() {
+    must dftool page32 "$1"
+}
+
+# reboot_into <baseline>: what a restart into that baseline changes for the
+# tool: the kernel command line, /version from the baseline's root volume, and
+# its applications volume at /mnt/apps.
+reboot_into() {
+    cmdline "console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=$1"
+    mount_volume "rootfs$1" || exit 1
+    must cp "$WORK/check/version" /version
+    release_volume
+    umount /mnt/apps 2> /dev/null
+    apps_mounted "apps$1"
+}
+
 # fault <name>=<n>...: dataflash faults during the next run only: fail_write,
 # fail_read, flip_read (with flip_offset), cut_after, read_only (see
 # dataflash_sim.c).
@@ -161,12 +188,12 @@ fault() {
 }
 
 # wrapper <utility> fail | log: put first on the tool's PATH a utility that
-# exits with status 1, or one that appends its command line to the commands
-# log (see expect_commands) and runs the real utility.
+# reads all its input and exits with status 1, or one that appends its command
+# line to the commands log (see expect_commands) and runs the real utility.
 wrapper() {
     real=$(command -v "$1") || broken "wrapper: no utility $1"
     case $2 in
-        fail) printf '#!/bin/sh\nexit 1\n' > "$WORK/bin/$1" ;;
+        fail) printf '#!/bin/sh\ncat > /dev/null\nexit 1\n' > "$WORK/bin/$1" ;;
         log)
             cat > "$WORK/bin/$1" <<WRAPPER
 #!/bin/sh
@@ -177,6 +204,11 @@ WRAPPER
         *) broken "wrapper $1: $2 is neither fail nor log" ;;
     esac
     chmod +x "$WORK/bin/$1"
+}
+
+# unwrap <utility>: the real utility again, from the next run on.
+unwrap() {
+    rm -f "$WORK/bin/$1"
 }
 
 # shm <os firmpack> <app firmpack>: the firmpacks the platform library serves.

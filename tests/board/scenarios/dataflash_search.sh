@@ -1,0 +1,62 @@
+# The tool's search for the dataflash: /dev/mtd1 upwards, never /dev/mtd0, the
+# first writable device of type MTD_DATAFLASH, opened once per run; a dataflash
+# that is write-protected is passed over. A legacy pair makes the tool write
+# and read back the Linux update administration, nothing else.
+linux_record 1 sequence=4 board_id=0x105
+linux_record 2 sequence=3 board_id=0x105
+
+legacy_lines() {
+    cat <<'EOF'
+## Info: Firmpacks must match board-id: 0x105
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
+   Hash(es) for Image 1 (rootfs@1): sha1+ 
+   Hash(es) for Image 2 (fdt@1): md5+ 
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
+## Both firmpacks are consistent
+   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!
+## Both firmpacks match together
+## Legacy Firmpacks detected, preparing for downgrade...
+EOF
+}
+
+# Without a node for mtd0 a probe of it would fail the run.
+rm -f /dev/mtd0 /dev/mtd0ro
+run firmpack-update up_os_legacy.img up_app.img
+expect_status 0
+expect_stdout <<EOF
+$(legacy_lines)
+EOF
+expect_stderr <<'EOF'
+EOF
+# The read-only probe and the read-write open; the read-back reuses it.
+expect_dataflash_opens 2
+expect_dataflash <<'EOF'
+page32: ff ff ff ff ff ff ff ff ff ff
+bootloader 0: erased
+bootloader 1: erased
+linux 1: erased
+linux 2: erased
+EOF
+
+linux_record 1 sequence=4 board_id=0x105
+fault read_only=1
+run firmpack-update up_os_legacy.img up_app.img
+expect_status 255
+expect_stdout <<EOF
+$(legacy_lines)
+ERROR: Failed to write to dataflash (2)
+ERROR: install_legacy_firmpacks: Failed to erase to dataflash
+EOF
+expect_stderr <<'EOF'
+Dataflash device (/dev/mtd5) is not writable
+Could not open mtd device: /dev/mtd6 -> No such file or directory
+EOF
+expect_dataflash <<'EOF'
+page32: ff ff ff ff ff ff ff ff ff ff
+bootloader 0: erased
+bootloader 1: erased
+linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: erased
+EOF

@@ -1,0 +1,102 @@
+# Everything changed on a board running baseline 2 with no bootloader
+# installed: the bootloader is stored first, then root and applications
+# filesystems go into baseline 1 (rootfs1, apps1), then the filesystems'
+# administration, then the bootloader's, each utility run in that order. After
+# a restart into baseline 1 the same pair has nothing left to do.
+cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=2
+volume rootfs1 ubifs "R4.0"
+volume apps1 ubifs "R4.0"
+volume rootfs2 ubifs "R5.0"
+volume apps2 ubifs "R5.0"
+apps_mounted apps2
+root_version "R5.0"
+linux_record 1 sequence=6 board_id=0x105
+linux_record 2 sequence=7 board_id=0x105
+page32_admin boot-admin
+
+# The lines of a run of the pair up to the version check.
+pair_checked() {
+    cat <<'EOF'
+## Info: Firmpacks must match board-id: 0x105
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
+   Hash(es) for Image 1 (rootfs@1): sha1+ 
+   Hash(es) for Image 2 (fdt@1): md5+ 
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
+## Both firmpacks are consistent
+## Both firmpacks match together
+## Checking versions:
+EOF
+}
+
+for utility in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do
+    wrapper "$utility" log
+done
+run firmpack-update up_os.img up_app.img
+expect_status 0
+expect_stdout <<EOF
+$(pair_checked)
+   Package 'bootloader    ' not yet installed
+   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
+   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
+   --------------------------------------
+   --------- Starting SW Update ---------
+   --------------------------------------
+   Current baseline:2, Updating baseline:1
+## Preparing bootloader update...
+   Installing package 'bootloader    '... (bootloader 2026.10)
+## Preparing root and applications filesystems...
+   Preparing package  'rootfs@1      '... (filesystem R5.1)
+   Installing package 'rootfs@1      '... (filesystem R5.1)
+   Verifying package  'rootfs@1      '... (filesystem R5.1)
+   Preparing package  'apps@1        '... (applications R5.1)
+   Extracting package 'apps@1        '... (applications R5.1)
+   Installing package 'apps@1        '... (applications R5.1)
+   Verifying package  'apps@1        '... (applications R5.1)
+## Finalising root and applications filesystems update...
+## Finalising bootloader update...
+   --------------------------------------
+   -------- SW Update Completed ---------
+   --------------------------------------
+EOF
+expect_stderr <<'EOF'
+EOF
+expect_commands <<'EOF'
+ubidetach /dev/ubi_ctrl -m 1
+flash_eraseall -q /dev/mtd1
+ubiattach /dev/ubi_ctrl -m 1 -d 11
+ubimkvol /dev/ubi11 -N rootfs1 -m
+~ ubiupdatevol /dev/ubi11_0 -s [1-9]* -
+ubidetach /dev/ubi_ctrl -m 3
+flash_eraseall -q /dev/mtd3
+ubiattach /dev/ubi_ctrl -m 3 -d 13
+ubimkvol /dev/ubi13 -N apps1 -m
+gunzip -cf
+~ ubiupdatevol /dev/ubi13_0 /tmp/ubifs_[1-9]*.img
+EOF
+expect_dataflash <<'EOF'
+page32: ff ff ff ff ff ff ff ff ff ff
+~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=65536 image_crc=0x* valid=1 sequence=1 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
+bootloader 1: erased
+linux 1: magic=0xdeadbeef valid=1 sequence=8 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: magic=0xdeadbeef valid=1 sequence=7 format=2 board_id=0x105 magic_end=0xdeadbeef
+EOF
+expect_volume rootfs1 "R5.1"
+expect_volume apps1 "R5.1"
+expect_volume rootfs2 "R5.0"
+
+reboot_into 1
+run firmpack-update up_os.img up_app.img
+expect_status 255
+expect_stdout <<EOF
+$(pair_checked)
+   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
+   Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
+   Package 'apps@1        ' not changed, got 'applications R5.1'
+   --------------------------------------
+   -------- No SW Update required -------
+   --------------------------------------
+EOF
+expect_stderr <<'EOF'
+EOF

@@ -1,0 +1,171 @@
+# Installation steps that fail once the update has begun: the failure banner,
+# the failing step's code as exit status, and nothing undone or finished
+# after it. What a later step would have written stays as it was: the Linux
+# update administration when a filesystem failed, and the bootloader record
+# whenever the run did not reach its end.
+cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
+volume rootfs1 ubifs "R5.0"
+volume apps1 ubifs "R5.0"
+apps_mounted apps1
+root_version "R5.0"
+linux_record 1 sequence=4 board_id=0x105
+
+# The lines of a run of the pair up to the version check.
+pair_checked() {
+    cat <<'EOF'
+## Info: Firmpacks must match board-id: 0x105
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
+   Hash(es) for Image 1 (rootfs@1): sha1+ 
+   Hash(es) for Image 2 (fdt@1): md5+ 
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
+## Both firmpacks are consistent
+## Both firmpacks match together
+## Checking versions:
+EOF
+}
+
+# The bootloader lines up to the store, after a change check against the
+# record in slot 1.
+bootloader_stored() {
+    pair_checked
+    cat <<'EOF'
+   Package 'bootloader    ' changed, got 'bootloader 2026.04', found 'bootloader 2026.10'
+   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
+   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
+   --------------------------------------
+   --------- Starting SW Update ---------
+   --------------------------------------
+   Current baseline:1, Updating baseline:2
+## Preparing bootloader update...
+   Installing package 'bootloader    '... (bootloader 2026.10)
+EOF
+}
+
+filesystems_written() {
+    cat <<'EOF'
+## Preparing root and applications filesystems...
+   Preparing package  'rootfs@1      '... (filesystem R5.1)
+   Installing package 'rootfs@1      '... (filesystem R5.1)
+   Verifying package  'rootfs@1      '... (filesystem R5.1)
+   Preparing package  'apps@1        '... (applications R5.1)
+   Extracting package 'apps@1        '... (applications R5.1)
+   Installing package 'apps@1        '... (applications R5.1)
+   Verifying package  'apps@1        '... (applications R5.1)
+## Finalising root and applications filesystems update...
+EOF
+}
+
+failed() {
+    cat <<'EOF'
+   --------------------------------------
+   -------- SW Update FAILED !! ---------
+   --------------------------------------
+EOF
+}
+
+bootloader_record 1 image=up_app.img sequence=2 "description=bootloader 2026.04"
+page32_admin boot-admin
+
+# A power cut after the slot was cleared: the image never reaches the flash,
+# and the read-back finds the erased image area. At most 20 of the differing
+# bytes are listed.
+fault cut_after=1
+run firmpack-update up_os.img up_app.img
+expect_status 19
+expect_stdout <<EOF
+$(bootloader_stored)
+~ CRC expected: [1-9]*, CRC dataflash:[1-9]*
+$(for n in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
+    echo '~ Error at byte: [0-9]*, (0x[0-9a-f]* != 0xff)'
+done)
+$(failed)
+EOF
+expect_stderr <<'EOF'
+EOF
+expect_dataflash <<'EOF'
+page32: 62 6f 6f 74 2d 61 64 6d 69 6e
+bootloader 0: erased
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: erased
+EOF
+
+# The applications filesystem fails after the root filesystem was written:
+# gunzip's exit status 1 (wait status 256) is the tool's.
+wrapper gunzip fail
+run firmpack-update up_os.img up_app.img
+expect_status 1
+expect_stdout <<EOF
+$(bootloader_stored)
+## Preparing root and applications filesystems...
+   Preparing package  'rootfs@1      '... (filesystem R5.1)
+   Installing package 'rootfs@1      '... (filesystem R5.1)
+   Verifying package  'rootfs@1      '... (filesystem R5.1)
+   Preparing package  'apps@1        '... (applications R5.1)
+   Extracting package 'apps@1        '... (applications R5.1)
+$(failed)
+EOF
+expect_stderr <<'EOF'
+EOF
+# The new bootloader's slot was cleared and its image written, but its record
+# never: the older bootloader is still the newest, page 32 untouched.
+expect_dataflash <<'EOF'
+page32: 62 6f 6f 74 2d 61 64 6d 69 6e
+bootloader 0: erased
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: erased
+EOF
+expect_volume rootfs2 "R5.1"
+unwrap gunzip
+
+# The running baseline's Linux record belongs to another board: both
+# filesystems are written, the administration refuses.
+linux_record 1 sequence=4 board_id=0x200
+run firmpack-update up_os.img up_app.img
+expect_status 29
+expect_stdout <<EOF
+$(bootloader_stored)
+$(filesystems_written)
+ERROR: Linux update administration in DF corrupt!
+$(failed)
+EOF
+expect_stderr <<'EOF'
+EOF
+expect_dataflash <<'EOF'
+page32: 62 6f 6f 74 2d 61 64 6d 69 6e
+bootloader 0: erased
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x200 magic_end=0xdeadbeef
+linux 2: erased
+EOF
+expect_volume apps2 "R5.1"
+
+# The page-32 administration cannot be overwritten (the fourth write, after
+# the bootloader's slot, its image and the Linux record): the filesystems are
+# finalised, the new bootloader is not.
+linux_record 1 sequence=4 board_id=0x105
+fault fail_write=4
+run firmpack-update up_os.img up_app.img
+expect_status 19
+expect_stdout <<EOF
+$(bootloader_stored)
+$(filesystems_written)
+## Finalising bootloader update...
+ERROR: Failed to write to dataflash (5)
+Corrupting update administration failed
+$(failed)
+EOF
+expect_stderr <<'EOF'
+write failed: 0x4200 (10)
+EOF
+expect_dataflash <<'EOF'
+page32: 62 6f 6f 74 2d 61 64 6d 69 6e
+bootloader 0: erased
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: magic=0xdeadbeef valid=1 sequence=5 format=2 board_id=0x105 magic_end=0xdeadbeef
+EOF
+

@@ -1,8 +1,8 @@
 #!/bin/sh
 # The tool on the simulated board (tests/board/), its console on this terminal:
-# the usage, a firmpack file that is missing, and, once examples/ builds the
-# sample pair (fp_os.img and fp_app.img), an update of the board and the same
-# pair offered again.
+# the usage, a firmpack file that is missing, an update of the board with the
+# sample pair that examples/ builds (fp_os.img and fp_app.img), the same pair
+# offered again, and a legacy pair (fp_os_legacy.img) for the boot loader.
 # Usage: demo.sh [build dir]
 set -eu
 cd "$(dirname "$0")/.."

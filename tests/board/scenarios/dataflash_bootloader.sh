@@ -10,7 +10,7 @@ volume rootfs2 ubifs "R4.0"
 apps_mounted apps1
 root_version "R5.1"
 linux_record 1 sequence=4 board_id=0x105
-bootloader_record 0 image=up_app.img sequence=5 "description=bootloader 2026.04"
+bootloader_record 0 image=tiny.fit sequence=5 "description=bootloader 2026.04"
 page32_admin boot-admin
 
 # The lines of a run of either OS firmpack with up_app.img up to the version check.
@@ -59,7 +59,7 @@ EOF
 expect_dataflash_opens 2
 expect_dataflash <<'EOF'
 page32: ff ff ff ff ff ff ff ff ff ff
-~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=3902 image_crc=0x* valid=1 sequence=5 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=1494 image_crc=0x* valid=1 sequence=5 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
 ~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=65536 image_crc=0x* valid=1 sequence=6 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: erased

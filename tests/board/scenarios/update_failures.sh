@@ -65,7 +65,7 @@ failed() {
 EOF
 }
 
-bootloader_record 1 image=up_app.img sequence=2 "description=bootloader 2026.04"
+bootloader_record 1 image=tiny.fit sequence=2 "description=bootloader 2026.04"
 page32_admin boot-admin
 
 # A power cut after the slot was cleared: the image never reaches the flash,
@@ -87,7 +87,7 @@ EOF
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
 bootloader 0: erased
-~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=1494 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: erased
 EOF
@@ -114,7 +114,7 @@ EOF
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
 bootloader 0: erased
-~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=1494 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: erased
 EOF
@@ -137,7 +137,7 @@ EOF
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
 bootloader 0: erased
-~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=1494 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x200 magic_end=0xdeadbeef
 linux 2: erased
 EOF
@@ -164,7 +164,7 @@ EOF
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
 bootloader 0: erased
-~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=3902 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=1494 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: magic=0xdeadbeef valid=1 sequence=5 format=2 board_id=0x105 magic_end=0xdeadbeef
 EOF

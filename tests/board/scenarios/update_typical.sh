@@ -9,7 +9,7 @@ volume apps1 ubifs "R5.0"
 apps_mounted apps1
 root_version "R5.1"
 linux_record 1 sequence=4 board_id=0x105
-bootloader_record 0 image=up_app.img sequence=3 "description=bootloader 2026.10"
+bootloader_record 0 image=tiny.fit sequence=3 "description=bootloader 2026.10"
 page32_admin boot-admin
 
 # The lines of every run of this pair up to the version check.
@@ -58,7 +58,7 @@ EOF
 expect_dataflash_opens 2
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
-~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=3902 image_crc=0x* valid=1 sequence=3 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
+~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=1494 image_crc=0x* valid=1 sequence=3 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
 bootloader 1: erased
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: magic=0xdeadbeef valid=1 sequence=5 format=2 board_id=0x105 magic_end=0xdeadbeef
@@ -93,7 +93,7 @@ expect_stderr <<'EOF'
 EOF
 expect_dataflash <<'EOF'
 page32: 62 6f 6f 74 2d 61 64 6d 69 6e
-~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=3902 image_crc=0x* valid=1 sequence=3 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
+~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=1494 image_crc=0x* valid=1 sequence=3 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
 bootloader 1: erased
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: magic=0xdeadbeef valid=1 sequence=5 format=2 board_id=0x105 magic_end=0xdeadbeef

@@ -18,6 +18,11 @@ DATAFLASH_PARAMS=/sys/module/dataflash_sim/parameters
 PARTITIONS="rootfs1 rootfs2 apps1 apps2"
 # The tool attaches the partition of MTD device M as UBI device M + 10.
 UBI_OFFSET=10
+# The board's partitions fill the NAND chip (mtd0) in the order of
+# $PARTITIONS; more are added and removed through our module's parameters.
+NAND_PARTS_PARAMS=/sys/module/nand_parts/parameters
+NAND_PARTITION_MIB=32
+MIB=1048576
 
 uptime_seconds() {
     cut -d' ' -f1 /proc/uptime
@@ -84,6 +89,40 @@ restore_node() {
     [ -e "/dev/$1" ] || mknod "/dev/$1" c $(tr ':' ' ' < "/sys/class/mtd/$1/dev")
 }
 
+# The NAND chip's partitions, one "<MTD number> <name> <offset> <size>" line
+# each (bytes) by number: every MTD device after mtd0 that is not the dataflash.
+nand_partitions() {
+    for dir in /sys/class/mtd/mtd*; do
+        number=${dir##*/mtd}
+        case $number in 0 | *[!0-9]*) continue ;; esac
+        [ "$(cat "$dir/type")" != dataflash ] || continue
+        echo "$number $(cat "$dir/name") $(cat "$dir/offset") $(cat "$dir/size")"
+    done | sort -n
+}
+
+# The board's own partitions as nand_partitions shows them: $PARTITIONS in
+# this order from the chip's start, as mtd1 to mtd4.
+standard_partitions() {
+    number=1
+    for partition in $PARTITIONS; do
+        echo "$number $partition $(((number - 1) * NAND_PARTITION_MIB * MIB))" \
+            "$((NAND_PARTITION_MIB * MIB))"
+        number=$((number + 1))
+    done
+}
+
+# Scenarios may add and remove partitions (nand_partition): the board's own
+# come back as mtd1 to mtd4, since new devices take the lowest free numbers.
+restore_nand_layout() {
+    [ "$(nand_partitions)" != "$(standard_partitions)" ] || return 0
+    nand_partitions | while read -r number _; do
+        echo "$number" > "$NAND_PARTS_PARAMS/del"
+    done
+    standard_partitions | while read -r _ name offset size; do
+        echo "$name $offset $size" > "$NAND_PARTS_PARAMS/add"
+    done
+}
+
 reset_board() {
     restore_node mtd0
     restore_node mtd0ro
@@ -92,6 +131,7 @@ reset_board() {
         umount "$dir"
     done
     detach_all_ubi
+    restore_nand_layout
     for partition in $PARTITIONS; do
         flash_erase -q "/dev/mtd$(mtd_number "$partition")" 0 0
     done
@@ -139,6 +179,22 @@ volume() {
     must mount -t ubifs "/dev/ubi${ubi}_0" "$WORK/volume"
     if [ $# -ge 3 ]; then printf '%s\n' "$3" > "$WORK/volume/version"; fi
     must umount "$WORK/volume"
+}
+
+# nand_partition add <name> <offset MiB> <size MiB> | del <name>: a partition
+# of the NAND chip added or removed at run time (see nand_parts.c); a new one
+# takes the lowest free MTD number, a removed one leaves a gap. reset_board
+# brings back the board's own four.
+nand_partition() {
+    case $1 in
+        add) must sh -c "echo '$2 $(($3 * MIB)) $(($4 * MIB))' > $NAND_PARTS_PARAMS/add" ;;
+        del)
+            mtd=$(mtd_number "$2") || broken "nand_partition: no partition named $2"
+            ubidetach -m "$mtd" > /dev/null 2>&1
+            must sh -c "echo $mtd > $NAND_PARTS_PARAMS/del"
+            ;;
+        *) broken "nand_partition: $1 is neither add nor del" ;;
+    esac
 }
 
 # apps_mounted <partition>: the running applications filesystem, a volume made
@@ -329,6 +385,24 @@ expect_mounts() {
 expect_files() {
     ls -A "$1" > "$WORK/files"
     compare "files in $1" "$WORK/files"
+}
+
+# expect_bytes <file> <reference file>: the file holds exactly the
+# reference's bytes.
+expect_bytes() {
+    if [ ! -f "$1" ]; then
+        fail "$1: no such file"
+    elif ! cmp -s "$1" "$2"; then
+        fail "$1: does not hold the bytes of $2"
+    fi
+}
+
+# The NAND chip's partitions, one "mtd<N> <name> <size> MiB at <offset> MiB"
+# line each by number.
+expect_partitions() {
+    nand_partitions | awk -v mib="$MIB" '{ print "mtd" $1, $2, $4 / mib, "MiB at", $3 / mib, "MiB" }' \
+        > "$WORK/partitions"
+    compare partitions "$WORK/partitions"
 }
 
 # expect_file <path>: the file's contents.

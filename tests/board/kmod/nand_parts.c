@@ -22,6 +22,52 @@ static const struct nand_part parts[] = {
 	{ "apps2", SZ_32M },
 };
 
+/*
+ * Scenarios change the layout at run time through two write-only parameters
+ * under /sys/module/nand_parts/parameters/: "add" takes "<name> <offset>
+ * <size>" in bytes and adds a partition on mtd0, which gets the lowest free
+ * MTD number; "del" takes an MTD number and removes that partition of mtd0.
+ * The kernel's BLKPG request cannot add here: mtd0 is itself nandsim's
+ * partition of the chip, and only a chip's own device takes new partitions.
+ */
+static int add_partition(const char *value, const struct kernel_param *kp)
+{
+	struct mtd_info *chip;
+	long long offset, size;
+	char name[32];
+	int ret;
+
+	if (sscanf(value, "%31s %lli %lli", name, &offset, &size) != 3)
+		return -EINVAL;
+	chip = get_mtd_device(NULL, 0);
+	if (IS_ERR(chip))
+		return PTR_ERR(chip);
+	ret = mtd_add_partition(chip, name, offset, size);
+	put_mtd_device(chip);
+	return ret;
+}
+
+static int del_partition(const char *value, const struct kernel_param *kp)
+{
+	struct mtd_info *chip;
+	int number, ret;
+
+	ret = kstrtoint(value, 0, &number);
+	if (ret)
+		return ret;
+	chip = get_mtd_device(NULL, 0);
+	if (IS_ERR(chip))
+		return PTR_ERR(chip);
+	ret = mtd_del_partition(chip, number);
+	put_mtd_device(chip);
+	return ret;
+}
+
+static const struct kernel_param_ops add_ops = { .set = add_partition };
+static const struct kernel_param_ops del_ops = { .set = del_partition };
+module_param_cb(add, &add_ops, NULL, 0200);
+module_param_cb(del, &del_ops, NULL, 0200);
+
 static int __init nand_parts_init(void)
 {
 	struct mtd_info *chip = get_mtd_device(NULL, 0);

@@ -1,0 +1,174 @@
+# Filesystem packages the installation cannot use, each reaching it through a
+# whole run of the tool on a board that runs baseline 1. A compression other
+# than none or gzip, or none named, is refused before anything is erased: both
+# partitions of baseline 2 keep their volumes. A gzip stream that is corrupt,
+# or that unpacks to more than the partition holds, a plain package too big
+# for its partition, and one that is no UBIFS fail at the utility or at the
+# mount that finds them out, after the partition was prepared.
+cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
+volume rootfs1 ubifs "R5.0"
+volume apps1 ubifs "R5.0"
+volume rootfs2 ubifs "R4.0"
+volume apps2 ubifs "R4.0"
+apps_mounted apps1
+root_version "R5.0"
+linux_record 1 sequence=4 board_id=0x105
+bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
+
+# The lines of a run of an R6.0 pair up to the first filesystem step.
+started() {
+    cat <<'EOF'
+## Info: Firmpacks must match board-id: 0x105
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
+   Hash(es) for Image 1 (rootfs@1): sha1+ 
+   Hash(es) for Image 2 (fdt@1): md5+ 
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
+## Both firmpacks are consistent
+## Both firmpacks match together
+## Checking versions:
+   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
+   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
+   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
+   --------------------------------------
+   --------- Starting SW Update ---------
+   --------------------------------------
+   Current baseline:1, Updating baseline:2
+## Preparing root and applications filesystems...
+EOF
+}
+
+root_written() {
+    cat <<'EOF'
+   Preparing package  'rootfs@1      '... (filesystem R6.0)
+   Installing package 'rootfs@1      '... (filesystem R6.0)
+   Verifying package  'rootfs@1      '... (filesystem R6.0)
+EOF
+}
+
+failed() {
+    cat <<'EOF'
+   --------------------------------------
+   -------- SW Update FAILED !! ---------
+   --------------------------------------
+EOF
+}
+
+# refused <OS firmpack> <expected line>: the root filesystem package is
+# refused with that line and 22 before any utility runs.
+refused() {
+    run firmpack-update "$1" fs_app.img
+    expect_status 22
+    expect_stdout <<EOF
+$(started)
+$2
+$(failed)
+EOF
+    expect_commands <<'EOF'
+EOF
+}
+
+for utility in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do
+    wrapper "$utility" log
+done
+refused fs_os_lzma.img "store_fs_in_flash: Unsupported compression type:3"
+expect_stderr <<'EOF'
+EOF
+refused fs_os_nocomp.img "rootfs@1: Cannot detect compression type"
+expect_stderr <<'EOF'
+EOF
+# A name the firmpack layer does not know is listed against the known ones.
+refused fs_os_zstd.img "store_fs_in_flash: Unsupported compression type:255"
+expect_stderr <<'EOF'
+
+Invalid Compression Type - valid names are: none, bzip2, gzip, lzma, lzo
+EOF
+expect_volume rootfs2 "R4.0"
+expect_volume apps2 "R4.0"
+for utility in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do
+    unwrap "$utility"
+done
+
+# gunzip takes the whole corrupt stream and fails on it: apps2 has been
+# prepared, the volume update never runs.
+wrapper ubiupdatevol log
+run firmpack-update fs_os.img fs_app_corrupt.img
+expect_status 1
+expect_stdout <<EOF
+$(started)
+$(root_written)
+   Preparing package  'apps@1        '... (applications R6.0)
+   Extracting package 'apps@1        '... (applications R6.0)
+$(failed)
+EOF
+expect_stderr <<'EOF'
+gunzip: crc error
+EOF
+expect_commands <<EOF
+ubiupdatevol /dev/ubi12_0 -s $(wc -c < fs_rootfs.ubifs) -
+EOF
+expect_volume rootfs2 "R6.0"
+unwrap ubiupdatevol
+rm -f /tmp/ubifs_*.img
+
+# 33 MiB of zeros unpack into the temporary file; the volume of the 32 MiB
+# partition is smaller, and ubiupdatevol refuses the file with its exit status
+# 255, which becomes the tool's.
+run firmpack-update fs_os.img fs_app_huge.img
+expect_status 255
+expect_stdout <<EOF
+$(started)
+$(root_written)
+   Preparing package  'apps@1        '... (applications R6.0)
+   Extracting package 'apps@1        '... (applications R6.0)
+   Installing package 'apps@1        '... (applications R6.0)
+$(failed)
+EOF
+expect_stderr <<'EOF'
+~ ubiupdatevol: error!: "/tmp/ubifs_*.img" (size 34603008) will not fit volume "/dev/ubi14_0" (size 29933568)
+EOF
+run sh -c 'wc -c /tmp/ubifs_*.img'
+expect_status 0
+expect_stdout <<'EOF'
+~ 34603008 /tmp/ubifs_*.img
+EOF
+expect_stderr <<'EOF'
+EOF
+rm -f /tmp/ubifs_*.img
+
+# A plain package that is no UBIFS is written, and the mount finds it out.
+run firmpack-update fs_os_notubifs.img fs_app.img
+expect_status 22
+expect_stdout <<EOF
+$(started)
+$(root_written)
+ERROR: mounting failed! (Invalid argument)
+$(failed)
+EOF
+expect_stderr <<'EOF'
+EOF
+expect_volume_bytes rootfs2 fs_notubifs.bin
+
+# rootfs2 shrunk to 4 MiB, whose volume is smaller than the plain root
+# filesystem package: ubiupdatevol refuses before reading, and the tool's
+# write into it fails with EPIPE (32).
+nand_partition del rootfs2
+nand_partition add rootfs2 32 4
+expect_partitions <<'EOF'
+mtd1 rootfs1 32 MiB at 0 MiB
+mtd2 rootfs2 4 MiB at 32 MiB
+mtd3 apps1 32 MiB at 64 MiB
+mtd4 apps2 32 MiB at 96 MiB
+EOF
+run firmpack-update fs_os.img fs_app.img
+expect_status 32
+expect_stdout <<EOF
+$(started)
+   Preparing package  'rootfs@1      '... (filesystem R6.0)
+   Installing package 'rootfs@1      '... (filesystem R6.0)
+$(failed)
+EOF
+expect_stderr <<EOF
+ubiupdatevol: error!: "-" (size $(wc -c < fs_rootfs.ubifs)) will not fit volume "/dev/ubi12_0" (size 1032192)
+EOF

@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
+#include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -27,6 +28,22 @@ std::string slurp_and_remove(const std::string& path)
     return text;
 }
 
+// A cross build's programs cannot be started directly on the build machine.
+// CTest then names the emulator that runs the tests, with its options
+// separated by blanks, in FPU_TEST_EMULATOR, and every child runs under it too.
+std::vector<std::string> emulated(const std::vector<std::string>& argv)
+{
+    std::vector<std::string> command;
+    if (const char* emulator = getenv("FPU_TEST_EMULATOR")) {
+        std::istringstream words(emulator);
+        for (std::string word; words >> word;) {
+            command.push_back(word);
+        }
+    }
+    command.insert(command.end(), argv.begin(), argv.end());
+    return command;
+}
+
 } // namespace
 
 process_result run_process(const std::vector<std::string>& argv)
@@ -42,8 +59,9 @@ process_result run_process(const std::vector<std::string>& argv)
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_path.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
 
+    std::vector<std::string> command = emulated(argv);
     std::vector<char*> args;
-    for (const std::string& arg : argv) {
+    for (const std::string& arg : command) {
         args.push_back(const_cast<char*>(arg.c_str()));
     }
     args.push_back(nullptr);

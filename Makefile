@@ -5,11 +5,12 @@ BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
 RELEASE_BUILD := $(BUILD_ROOT)/release
 BENCH_BUILD := $(BUILD_ROOT)/bench
+ARM_BUILD := $(BUILD_ROOT)/armhf
 JOBS ?= $(shell nproc)
 # Kernels prepared for the board VM, shared by the test and release builds.
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test-build test unit-test board-test demo bench clean
+.PHONY: all deps build test-build test unit-test arm arm-unit-test board-test demo bench clean
 
 all: build
 
@@ -31,6 +32,21 @@ test-build: deps
 unit-test: test-build
 	ctest --test-dir $(TEST_BUILD) --output-on-failure -j$(JOBS) -LE board
 
+# The board's 32-bit ARM build: the tool, libmirel.so.1 and the unit tests,
+# built as the tool goes onto the board. What a board needs is installed,
+# stripped and without the build tree's library path, under $(ARM_BUILD)/board.
+# The tests run under user-mode QEMU, and without sanitizers: LeakSanitizer
+# cannot stop the emulated process, and UBSan takes Thumb code addresses for
+# misaligned references. The native test build keeps both.
+arm: deps
+	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf-toolchain.cmake \
+		-DCMAKE_BUILD_TYPE=RelWithDebInfo
+	cmake --build $(ARM_BUILD) -j$(JOBS)
+	cmake --install $(ARM_BUILD) --prefix $(abspath $(ARM_BUILD))/board --strip
+
+arm-unit-test: arm
+	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS) -LE board
+
 # The scenarios on the board VM (tests/board/): one QEMU boot runs them all,
 # then its summary (emulation, memory, time per scenario) is shown.
 BOARD_SUMMARY := $(TEST_BUILD)/tests/board/vm/summary.txt
@@ -40,11 +56,23 @@ RUN_BOARD = ctest --test-dir $(TEST_BUILD) --output-on-failure -L board; \
 board-test: test-build
 	@$(RUN_BOARD)
 
+# Native unit tests, then the same tests on ARM, then the board VM.
 test: unit-test
+	@$(MAKE) --no-print-directory arm-unit-test
 	@$(RUN_BOARD)
 
 demo: build
 	@./scripts/demo.sh $(RELEASE_BUILD)
+
+# The board VM's measurements (tests/board/measurements/) with the tool as it
+# goes onto a board, and their own large firmpacks, which only this target
+# builds. The reports are shown on the console and kept in
+# $(RELEASE_BUILD)/board-measure/report.txt.
+.PHONY: board-measure
+board-measure: build
+	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
+	tests/board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
+		$(RELEASE_BUILD)/tests/board/measure-fixtures
 
 # Own checksums, digests and hash check against reference libraries, built as
 # the tool is; prints the figures (medians of three runs) and their ratios.

@@ -1,10 +1,11 @@
 #!/bin/sh
 # Builds the board VM's initramfs: the prepared modules archive followed by one
 # with busybox, dash, the mtd-utils programs the tool runs, the tool with
-# libmirel.so.1, the test bed's dftool, the guest scripts and scenarios, and the
-# fixtures (each file given, and the files directly inside each folder given,
-# land in /fixtures; missing ones are skipped). Programs take their shared
-# libraries along, at the paths the loader searches.
+# libmirel.so.1, the test bed's dftool and timerun, the guest scripts,
+# scenarios and measurements, and the fixtures (each file given, and the files
+# directly inside each folder given, land in /fixtures; missing ones are
+# skipped). Programs take their shared libraries along, at the paths the
+# loader searches.
 #
 # Usage: make-initramfs.sh <output> <prepared dir> <build dir> [fixture]...
 set -eu
@@ -20,7 +21,8 @@ MTD_UTILS="ubidetach ubiattach ubimkvol ubiupdatevol ubinfo flash_erase"
 
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
-for dir in bin usr/bin usr/sbin usr/lib proc sys dev tmp run mnt/apps fixtures board/scenarios; do
+for dir in bin usr/bin usr/sbin usr/lib proc sys dev tmp run mnt/apps fixtures board/scenarios \
+    board/measurements; do
     mkdir -p "$stage/$dir"
 done
 
@@ -49,10 +51,13 @@ done
 cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update
 copy_program "$build/tests/board/dftool" /usr/bin/dftool
+copy_program "$build/tests/board/timerun" /usr/bin/timerun
 
 cp "$here/guest/init" "$stage/init"
-cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/demo.sh" "$stage/board/"
+cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/demo.sh" \
+    "$here/guest/measure.sh" "$stage/board/"
 cp "$here"/scenarios/*.sh "$stage/board/scenarios/"
+cp "$here"/measurements/*.sh "$stage/board/measurements/"
 for fixture in "$@"; do
     if [ -d "$fixture" ]; then
         find "$fixture" -maxdepth 1 -type f -exec cp {} "$stage/fixtures/" \;

@@ -3,19 +3,26 @@
 # initramfs, runs QEMU until the guest powers itself off or the time limit
 # ends it.
 #
-# Usage: run-vm.sh scenarios|demo <build dir> <output dir> [fixture]...
+# Usage: run-vm.sh scenarios|demo|measure <build dir> <output dir> [fixture]...
 #   scenarios: the console goes to <output dir>/console.log, each scenario's
 #              result to <output dir>/results/<name>.txt (first line PASS or
 #              FAIL), what ran how fast to <output dir>/summary.txt; exits
 #              non-zero when the run did not complete.
 #   demo:      the console is this terminal.
+#   measure:   the measurements of measurements/; the console, with their
+#              reports, is this terminal and <output dir>/console.log, the
+#              reports alone go to <output dir>/report.txt; exits non-zero
+#              when the run did not complete.
 # Environment:
 #   FPU_BOARD_CACHE      prepared kernels (default: the build's FPU_BOARD_CACHE)
 #   FPU_BOARD_KVM=1      use KVM; software emulation (TCG) otherwise, since the
 #                        KVM of some hosts cannot run an unmodified guest kernel
-#   FPU_BOARD_MEMORY     guest memory in MiB (default 256; 128 is the least that boots)
-#   FPU_BOARD_TIMEOUT    seconds before the run is stopped (default 600)
+#   FPU_BOARD_MEMORY     guest memory in MiB (default 256, 512 to measure; 128
+#                        is the least that boots)
+#   FPU_BOARD_TIMEOUT    seconds before the run is stopped (default 600, 1800
+#                        to measure)
 #   FPU_BOARD_SCENARIOS  comma-separated scenario names to run (default all)
+#   FPU_BOARD_MEASUREMENTS  comma-separated measurement names (default all)
 set -eu
 
 mode=$1
@@ -25,8 +32,16 @@ shift 3
 here=$(cd "$(dirname "$0")" && pwd)
 
 cache=${FPU_BOARD_CACHE:-$(sed -n 's/^FPU_BOARD_CACHE:PATH=//p' "$build/CMakeCache.txt")}
-memory=${FPU_BOARD_MEMORY:-256}
-time_limit=${FPU_BOARD_TIMEOUT:-600}
+# The measurements' firmpacks are large: they and their copy unpacked from
+# the initramfs are in the guest's memory, and the runs under emulation take
+# minutes.
+if [ "$mode" = measure ]; then
+    memory=${FPU_BOARD_MEMORY:-512}
+    time_limit=${FPU_BOARD_TIMEOUT:-1800}
+else
+    memory=${FPU_BOARD_MEMORY:-256}
+    time_limit=${FPU_BOARD_TIMEOUT:-600}
+fi
 if [ "${FPU_BOARD_KVM:-0}" = 1 ]; then accel=kvm; else accel=tcg; fi
 # 64 MiB of translated code is plenty for the guest and halves QEMU's memory.
 accel_options=$accel
@@ -39,18 +54,19 @@ prepared=$("$here/prepare.sh" "$cache" "$here/kmod")
 
 append="$KERNEL_CMDLINE fpu_run=$mode"
 [ -z "${FPU_BOARD_SCENARIOS:-}" ] || append="$append fpu_scenarios=$FPU_BOARD_SCENARIOS"
-if [ "$mode" = demo ]; then
-    console="-serial stdio"
-else
-    console="-serial file:$out/console.log"
-fi
+[ -z "${FPU_BOARD_MEASUREMENTS:-}" ] || append="$append fpu_measurements=$FPU_BOARD_MEASUREMENTS"
+case $mode in
+    demo) console="-serial stdio" ;;
+    measure) console="-chardev stdio,id=console,logfile=$out/console.log -serial chardev:console" ;;
+    *) console="-serial file:$out/console.log" ;;
+esac
 
 echo "Board VM: QEMU with $(echo "$accel" | tr a-z A-Z), $memory MiB, kernel $(basename "$prepared")" |
     tee "$out/summary.txt"
 rm -f "$out/results.raw" "$out/console.log"
 status=0
 started=$(date +%s.%N)
-# shellcheck disable=SC2086 # $console is two words
+# shellcheck disable=SC2086 # $console is two or four words
 timeout "$time_limit" qemu-system-x86_64 -M q35 -accel "$accel_options" -m "$memory" -smp 1 \
     -nodefaults -display none -no-reboot -net none \
     -kernel "$prepared/vmlinux" -initrd "$out/initramfs.cpio" -append "$append" \
@@ -61,6 +77,15 @@ if [ "$status" -eq 124 ]; then
     echo "Board VM: stopped after the time limit of $time_limit s"
 fi
 [ "$mode" = demo ] && exit "$status"
+if [ "$mode" = measure ]; then
+    tr -d '\r' < "$out/results.raw" | grep -v '^=== done ' > "$out/report.txt" || true
+    if ! tr -d '\r' < "$out/results.raw" | grep -q '^=== done '; then
+        echo "Board VM: the measurements did not complete (QEMU status $status after $elapsed s)"
+        exit 1
+    fi
+    echo "Board VM: measurements in $elapsed s, boot to power-off; report in $out/report.txt"
+    exit 0
+fi
 
 # One file per scenario from the stream of the results port.
 rm -rf "$out/results"

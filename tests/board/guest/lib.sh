@@ -453,3 +453,30 @@ expect_volume_bytes() {
         fail "volume $1: does not start with the bytes of $2"
     fi
 }
+
+# --- measurements --------------------------------------------------------------
+
+# On a log of timerun: seconds <log> <from pattern> <to pattern>, the time from
+# the last line that matches the first pattern to the last that matches the
+# second; wall <log> and peak <log>, the run's wall time and peak memory (KiB).
+seconds() {
+    awk -v from="$2" -v to="$3" '$0 ~ from { start = $1 } $0 ~ to { end = $1 }
+        END { printf "%.3f\n", end - start }' "$1"
+}
+
+wall() {
+    tail -n 1 "$1" | awk '{ print $3 }'
+}
+
+peak() {
+    tail -n 1 "$1" | awk '{ print $6 }'
+}
+
+# median and least of the numbers on standard input, one per line.
+median() {
+    sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'
+}
+
+least() {
+    sort -n | head -n 1
+}

@@ -68,30 +68,8 @@ stamp() {
     awk -v line="$2" '$0 ~ line { print $1; exit }' "$1"
 }
 
-# seconds <log> <from pattern> <to pattern>: time between two lines.
-seconds() {
-    awk -v from="$2" -v to="$3" '$0 ~ from { start = $1 } $0 ~ to { end = $1 }
-        END { printf "%.3f\n", end - start }' "$1"
-}
-
-wall() {
-    tail -n 1 "$1" | awk '{ print $3 }'
-}
-
-peak() {
-    tail -n 1 "$1" | awk '{ print $6 }'
-}
-
 size() {
     wc -c < "$1"
-}
-
-median() {
-    sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'
-}
-
-least() {
-    sort -n | head -n 1
 }
 
 rootfs_size=$(size ms_rootfs_big.ubifs)

@@ -1,0 +1,91 @@
+# A whole update of a pair with a 512 KiB bootloader and 16 MiB of files in
+# each filesystem, on a board that runs baseline 1 with older versions of all
+# three, split into its steps by the tool's progress lines; then the same pair
+# on the board restarted into baseline 2, where nothing is left to do. Every
+# update starts from a freshly reset board; the figures are the medians of
+# $RUNS runs.
+RUNS=5
+OS=ms_up_os.img
+APP=ms_up_app.img
+out=/run/measure-update
+
+older_board() {
+    cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
+    volume rootfs1 ubifs "R6.0"
+    volume apps1 ubifs "R6.0"
+    apps_mounted apps1
+    root_version "R6.0"
+    linux_record 1 sequence=1 board_id=0x105
+    head -c 524288 /dev/urandom > "$WORK/bootloader-2025.04.bin"
+    bootloader_record 0 image="$WORK/bootloader-2025.04.bin" "description=bootloader 2025.04"
+}
+
+# timed <log>: the tool on the pair, its lines timed; a failed run ends the
+# measurement.
+timed() {
+    timerun firmpack-update "$OS" "$APP" > "$1" 2>&1
+    case $(tail -n 1 "$1") in
+        *"status 0" | *"status 255") ;;
+        *) echo "the update failed:"; cat "$1"; exit 1 ;;
+    esac
+}
+
+# The steps of a run, in seconds: each from the line that starts it to the
+# line that starts the next.
+update_steps() {
+    log=$1
+    echo "$(seconds "$log" "^" "## Both firmpacks match together")" \
+        "$(seconds "$log" "## Both firmpacks match together" "Current baseline")" \
+        "$(seconds "$log" "## Preparing bootloader" "## Preparing root and applications")" \
+        "$(seconds "$log" "Preparing package  'rootfs" "Preparing package  'apps")" \
+        "$(seconds "$log" "Preparing package  'apps" "## Finalising root and applications")" \
+        "$(seconds "$log" "## Finalising root and applications" "## Finalising bootloader")" \
+        "$(seconds "$log" "## Finalising bootloader" "SW Update Completed")" \
+        "$(wall "$log") $(peak "$log")"
+}
+
+nothing_steps() {
+    log=$1
+    echo "$(seconds "$log" "^" "## Both firmpacks match together")" \
+        "$(seconds "$log" "## Both firmpacks match together" "No SW Update required")" \
+        "$(wall "$log") $(peak "$log")"
+}
+
+mkdir -p "$out"
+: > "$out/update"
+: > "$out/nothing"
+run=1
+while [ "$run" -le "$RUNS" ]; do
+    [ "$run" -eq 1 ] || reset_board
+    older_board
+    timed "$out/update$run.log"
+    update_steps "$out/update$run.log" >> "$out/update"
+    reboot_into 2
+    timed "$out/nothing$run.log"
+    nothing_steps "$out/nothing$run.log" >> "$out/nothing"
+    run=$((run + 1))
+done
+
+# step <file> <field> <label>: the median and least of one column.
+step() {
+    printf '  %-52s median %7.3f s, least %7.3f s\n' "$3" \
+        "$(awk -v f="$2" '{ print $f }' "$1" | median)" "$(awk -v f="$2" '{ print $f }' "$1" | least)"
+}
+
+echo "update of $OS ($(wc -c < "$OS") bytes) and $APP ($(wc -c < "$APP") bytes)," \
+    "all three packages changed, baseline 1 to 2; $RUNS runs:"
+step "$out/update" 1 "hash checks of both firmpacks and acceptance"
+step "$out/update" 2 "change check (bootloader read back with its CRC)"
+step "$out/update" 3 "bootloader stored and read back (512 KiB)"
+step "$out/update" 4 "root filesystem prepared, written, verified (none)"
+step "$out/update" 5 "applications prepared, unpacked, written, verified"
+step "$out/update" 6 "Linux update administration"
+step "$out/update" 7 "bootloader made persistent"
+step "$out/update" 8 "whole run"
+echo "  peak memory median $(awk '{ print $9 }' "$out/update" | median) KiB"
+echo "the same pair after the restart into baseline 2, nothing to do; $RUNS runs:"
+step "$out/nothing" 1 "hash checks of both firmpacks and acceptance"
+step "$out/nothing" 2 "change check"
+step "$out/nothing" 3 "whole run"
+echo "one update as the tool printed it, with its line times:"
+cat "$out/update1.log"

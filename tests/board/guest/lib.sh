@@ -315,6 +315,52 @@ finish_checks() {
     PENDING=
 }
 
+# --- what the tool prints for a pair built like the sample pair ---------------
+# (examples/build-pair.sh: bootloader@1, rootfs@1 and fdt@1 in the OS
+# firmpack, apps@1 in the APP firmpack). Expected output is composed from these
+# in an unquoted here-document: $(pair_checked).
+
+# pair_consistent [board id]: from the Info line to both firmpacks consistent.
+pair_consistent() {
+    cat <<EOF
+## Info: Firmpacks must match board-id: ${1:-0x105}
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
+   Hash(es) for Image 1 (rootfs@1): sha1+ 
+   Hash(es) for Image 2 (fdt@1): md5+ 
+~ ## Checking hash(es) for FIT Image at * ...
+   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
+## Both firmpacks are consistent
+EOF
+}
+
+# pair_checked: up to the version check of an accepted pair.
+pair_checked() {
+    pair_consistent
+    printf '%s\n' "## Both firmpacks match together" "## Checking versions:"
+}
+
+# pair_legacy [line]: a legacy pair handed to the boot loader, after the line
+# that tells why.
+pair_legacy() {
+    pair_consistent
+    [ -z "${1:-}" ] || printf '%s\n' "$1"
+    printf '%s\n' "## Both firmpacks match together" \
+        "## Legacy Firmpacks detected, preparing for downgrade..."
+}
+
+# banner start | completed | failed | nothing: one of the tool's framed banners.
+banner() {
+    case $1 in
+        start) middle="   --------- Starting SW Update ---------" ;;
+        completed) middle="   -------- SW Update Completed ---------" ;;
+        failed) middle="   -------- SW Update FAILED !! ---------" ;;
+        nothing) middle="   -------- No SW Update required -------" ;;
+        *) broken "banner $1" ;;
+    esac
+    printf '%s\n' "   --------------------------------------" "$middle" "   --------------------------------------"
+}
+
 # --- checks after the run ----------------------------------------------------
 
 # Expected lines on standard input; "~ " lines are shell patterns (see top).

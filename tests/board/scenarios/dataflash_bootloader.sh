@@ -13,22 +13,6 @@ linux_record 1 sequence=4 board_id=0x105
 bootloader_record 0 image=tiny.fit sequence=5 "description=bootloader 2026.04"
 page32_admin boot-admin
 
-# The lines of a run of either OS firmpack with up_app.img up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-EOF
-}
-
 # bootloader_update <old> <new>: the lines of an update of the bootloader alone.
 bootloader_update() {
     pair_checked
@@ -36,16 +20,12 @@ bootloader_update() {
    Package 'bootloader    ' changed, got 'bootloader $1', found 'bootloader $2'
    Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
    Package 'apps@1        ' not changed, got 'applications R5.1'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing bootloader update...
    Installing package 'bootloader    '... (bootloader $2)
 ## Finalising bootloader update...
-   --------------------------------------
-   -------- SW Update Completed ---------
-   --------------------------------------
+$(banner completed)
 EOF
 }
 
@@ -89,9 +69,7 @@ $(pair_checked)
    Package 'bootloader    ' not changed, got 'bootloader 2026.11'
    Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
    Package 'apps@1        ' not changed, got 'applications R5.1'
-   --------------------------------------
-   -------- No SW Update required -------
-   --------------------------------------
+$(banner nothing)
 EOF
 expect_stderr <<'EOF'
 EOF

@@ -5,28 +5,12 @@
 linux_record 1 sequence=4 board_id=0x105
 linux_record 2 sequence=3 board_id=0x105
 
-legacy_lines() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!
-## Both firmpacks match together
-## Legacy Firmpacks detected, preparing for downgrade...
-EOF
-}
-
 # Without a node for mtd0 a probe of it would fail the run.
 rm -f /dev/mtd0 /dev/mtd0ro
 run firmpack-update up_os_legacy.img up_app.img
 expect_status 0
 expect_stdout <<EOF
-$(legacy_lines)
+$(pair_legacy "   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!")
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -45,7 +29,7 @@ fault read_only=1
 run firmpack-update up_os_legacy.img up_app.img
 expect_status 255
 expect_stdout <<EOF
-$(legacy_lines)
+$(pair_legacy "   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!")
 ERROR: Failed to write to dataflash (2)
 ERROR: install_legacy_firmpacks: Failed to erase to dataflash
 EOF

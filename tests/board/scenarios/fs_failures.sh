@@ -18,22 +18,11 @@ bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
 # description>) with fs_app.img up to the first filesystem step.
 started() {
     cat <<EOF
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
+$(pair_checked)
    Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found '${1:-filesystem R6.0}'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing root and applications filesystems...
 EOF
@@ -47,14 +36,6 @@ root_written() {
 EOF
 }
 
-failed() {
-    cat <<'EOF'
-   --------------------------------------
-   -------- SW Update FAILED !! ---------
-   --------------------------------------
-EOF
-}
-
 # The erase of rootfs2 fails: only the detach ran before it, so both volumes
 # of baseline 2 are as they were.
 wrapper ubidetach log
@@ -65,7 +46,7 @@ expect_status 1
 expect_stdout <<EOF
 $(started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -88,7 +69,7 @@ expect_stdout <<EOF
 $(started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -109,7 +90,7 @@ expect_stdout <<EOF
 $(started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -127,7 +108,7 @@ $(started)
 $(root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -157,7 +138,7 @@ $(started)
 $(root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 ~ ERROR: Failed to remove tempfile at '/tmp/ubifs_*.img' (Is a directory)
@@ -178,7 +159,7 @@ $(started "filesystem R6.1")
    Verifying package  'rootfs@1      '... (filesystem R6.1)
 ERROR: Package 'rootfs@1      ' does not match, need 'filesystem R6.0', found 'filesystem R6.1'
 ERROR: Versions do not match -> Upgrade failed!
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF

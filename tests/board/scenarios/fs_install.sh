@@ -33,23 +33,12 @@ EOF
 run sh "$WORK/stale-link.sh" fs_os.img fs_app.img
 pid=$(cat "$WORK/tool.pid")
 expect_status 0
-expect_stdout <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
+expect_stdout <<EOF
+$(pair_checked)
    Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing root and applications filesystems...
    Preparing package  'rootfs@1      '... (filesystem R6.0)
@@ -60,9 +49,7 @@ expect_stdout <<'EOF'
    Installing package 'apps@1        '... (applications R6.0)
    Verifying package  'apps@1        '... (applications R6.0)
 ## Finalising root and applications filesystems update...
-   --------------------------------------
-   -------- SW Update Completed ---------
-   --------------------------------------
+$(banner completed)
 EOF
 expect_stderr <<'EOF'
 EOF

@@ -3,23 +3,6 @@
 # number, and a partition name is found inside a longer one, the lowest number
 # winning. The dataflash (mtd5) stays where the tool's own search finds it.
 
-# The lines of a run of the R6.0 pair up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
-EOF
-}
-
 bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
 root_version "R5.0"
 
@@ -49,11 +32,10 @@ run firmpack-update fs_os.img fs_app.img
 expect_status 22
 expect_stdout <<EOF
 $(pair_checked)
+   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing root and applications filesystems...
    Preparing package  'rootfs@1      '... (filesystem R6.0)
@@ -61,9 +43,7 @@ $(pair_checked)
    Verifying package  'rootfs@1      '... (filesystem R6.0)
    Preparing package  'apps@1        '... (applications R6.0)
 ERROR: No useable MTD partition found
-   --------------------------------------
-   -------- SW Update FAILED !! ---------
-   --------------------------------------
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -104,11 +84,10 @@ run firmpack-update fs_os.img fs_app.img
 expect_status 0
 expect_stdout <<EOF
 $(pair_checked)
+   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
    Package 'apps@1        ' changed, got 'applications R4.0', found 'applications R6.0'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:2, Updating baseline:1
 ## Preparing root and applications filesystems...
    Preparing package  'rootfs@1      '... (filesystem R6.0)
@@ -119,9 +98,7 @@ $(pair_checked)
    Installing package 'apps@1        '... (applications R6.0)
    Verifying package  'apps@1        '... (applications R6.0)
 ## Finalising root and applications filesystems update...
-   --------------------------------------
-   -------- SW Update Completed ---------
-   --------------------------------------
+$(banner completed)
 EOF
 expect_stderr <<'EOF'
 EOF

@@ -17,23 +17,12 @@ bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
 
 # The lines of a run of an R6.0 pair up to the first filesystem step.
 started() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
+    cat <<EOF
+$(pair_checked)
    Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing root and applications filesystems...
 EOF
@@ -47,14 +36,6 @@ root_written() {
 EOF
 }
 
-failed() {
-    cat <<'EOF'
-   --------------------------------------
-   -------- SW Update FAILED !! ---------
-   --------------------------------------
-EOF
-}
-
 # refused <OS firmpack> <expected line>: the root filesystem package is
 # refused with that line and 22 before any utility runs.
 refused() {
@@ -63,7 +44,7 @@ refused() {
     expect_stdout <<EOF
 $(started)
 $2
-$(failed)
+$(banner failed)
 EOF
     expect_commands <<'EOF'
 EOF
@@ -100,7 +81,7 @@ $(started)
 $(root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 gunzip: crc error
@@ -123,7 +104,7 @@ $(root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
    Installing package 'apps@1        '... (applications R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 ~ ubiupdatevol: error!: "/tmp/ubifs_*.img" (size 34603008) will not fit volume "/dev/ubi14_0" (size 29933568)
@@ -144,7 +125,7 @@ expect_stdout <<EOF
 $(started)
 $(root_written)
 ERROR: mounting failed! (Invalid argument)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -167,7 +148,7 @@ expect_stdout <<EOF
 $(started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<EOF
 ubiupdatevol: error!: "-" (size $(wc -c < fs_rootfs.ubifs)) will not fit volume "/dev/ubi12_0" (size 1032192)

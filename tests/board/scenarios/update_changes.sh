@@ -14,22 +14,6 @@ linux_record 1 sequence=6 board_id=0x105
 linux_record 2 sequence=7 board_id=0x105
 page32_admin boot-admin
 
-# The lines of a run of the pair up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-EOF
-}
-
 for utility in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do
     wrapper "$utility" log
 done
@@ -40,9 +24,7 @@ $(pair_checked)
    Package 'bootloader    ' not yet installed
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:2, Updating baseline:1
 ## Preparing bootloader update...
    Installing package 'bootloader    '... (bootloader 2026.10)
@@ -56,9 +38,7 @@ $(pair_checked)
    Verifying package  'apps@1        '... (applications R5.1)
 ## Finalising root and applications filesystems update...
 ## Finalising bootloader update...
-   --------------------------------------
-   -------- SW Update Completed ---------
-   --------------------------------------
+$(banner completed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -94,9 +74,7 @@ $(pair_checked)
    Package 'bootloader    ' not changed, got 'bootloader 2026.10'
    Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
    Package 'apps@1        ' not changed, got 'applications R5.1'
-   --------------------------------------
-   -------- No SW Update required -------
-   --------------------------------------
+$(banner nothing)
 EOF
 expect_stderr <<'EOF'
 EOF

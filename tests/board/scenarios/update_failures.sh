@@ -10,33 +10,15 @@ apps_mounted apps1
 root_version "R5.0"
 linux_record 1 sequence=4 board_id=0x105
 
-# The lines of a run of the pair up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-EOF
-}
-
 # The bootloader lines up to the store, after a change check against the
 # record in slot 1.
 bootloader_stored() {
     pair_checked
-    cat <<'EOF'
+    cat <<EOF
    Package 'bootloader    ' changed, got 'bootloader 2026.04', found 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing bootloader update...
    Installing package 'bootloader    '... (bootloader 2026.10)
@@ -57,14 +39,6 @@ filesystems_written() {
 EOF
 }
 
-failed() {
-    cat <<'EOF'
-   --------------------------------------
-   -------- SW Update FAILED !! ---------
-   --------------------------------------
-EOF
-}
-
 bootloader_record 1 image=tiny.fit sequence=2 "description=bootloader 2026.04"
 page32_admin boot-admin
 
@@ -80,7 +54,7 @@ $(bootloader_stored)
 $(for n in 1 2 3 4 5 6 7 8 9 10 11 12 13 14 15 16 17 18 19 20; do
     echo '~ Error at byte: [0-9]*, (0x[0-9a-f]* != 0xff)'
 done)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -105,7 +79,7 @@ $(bootloader_stored)
    Verifying package  'rootfs@1      '... (filesystem R5.1)
    Preparing package  'apps@1        '... (applications R5.1)
    Extracting package 'apps@1        '... (applications R5.1)
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -130,7 +104,7 @@ expect_stdout <<EOF
 $(bootloader_stored)
 $(filesystems_written)
 ERROR: Linux update administration in DF corrupt!
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 EOF
@@ -156,7 +130,7 @@ $(filesystems_written)
 ## Finalising bootloader update...
 ERROR: Failed to write to dataflash (5)
 Corrupting update administration failed
-$(failed)
+$(banner failed)
 EOF
 expect_stderr <<'EOF'
 write failed: 0x4200 (10)

@@ -9,24 +9,9 @@ legacy_downgrade() {
     linux_record 2 sequence=3 board_id=0x105
     run firmpack-update "$1" "$2"
     expect_status 0
-    {
-        cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
+    expect_stdout <<EOF
+$(pair_legacy "${3:-}")
 EOF
-        [ -z "${3:-}" ] || printf '%s\n' "$3"
-        cat <<'EOF'
-## Both firmpacks match together
-## Legacy Firmpacks detected, preparing for downgrade...
-EOF
-    } > "$WORK/legacy.stdout"
-    expect_stdout < "$WORK/legacy.stdout"
     expect_stderr <<'EOF'
 EOF
     expect_dataflash <<'EOF'

@@ -12,22 +12,6 @@ root_version "R5.0"
 linux_record 1 sequence=4 board_id=0x105
 bootloader_record 0 image=tiny.fit sequence=3 "description=bootloader 2026.04"
 
-# The lines of a run of the pair up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-EOF
-}
-
 # Every image is checked in order; the first bad one names its firmpack.
 run firmpack-update up_os_damaged.img up_app_damaged.img
 expect_status 22
@@ -61,15 +45,8 @@ EOF
 
 run firmpack-update up_os.img up_app_board200.img
 expect_status 22
-expect_stdout <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
+expect_stdout <<EOF
+$(pair_consistent)
 ## Both firmpacks match together
 Invalid firmpack for this board (Board 0x0105 not defined)
 EOF
@@ -78,15 +55,8 @@ EOF
 
 run firmpack-update up_os.img up_app_r50.img
 expect_status 9
-expect_stdout <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
+expect_stdout <<EOF
+$(pair_consistent)
 Application firmpack version and OS-firmpack version do not match:
 	- Expected: 'R5.1'
 	- Found   : 'R5.0'
@@ -101,16 +71,7 @@ refused() {
     run firmpack-update "$1" "$2"
     expect_status "$3"
     {
-        cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-EOF
+        pair_consistent
         [ $# -lt 5 ] || echo "## Both firmpacks match together"
         printf '%s\n' "$4"
     } > "$WORK/refused.stdout"
@@ -137,9 +98,7 @@ $(pair_checked)
    Package 'bootloader    ' changed, got 'bootloader 2026.04', found 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
-   --------------------------------------
-   --------- Starting SW Update ---------
-   --------------------------------------
+$(banner start)
 Unexpected baseline to boot from:-1
 EOF
 expect_stderr <<'EOF'
@@ -148,15 +107,8 @@ EOF
 cmdline console=ttyS0 brd_id_io=3 brd_id_core=0 baseline=1
 run firmpack-update up_os.img up_app.img
 expect_status 22
-expect_stdout <<'EOF'
-## Info: Firmpacks must match board-id: 0x300
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
+expect_stdout <<EOF
+$(pair_consistent 0x300)
 Invalid firmpack for this board (Board 0x0300 not defined)
 EOF
 expect_stderr <<'EOF'

@@ -12,22 +12,6 @@ linux_record 1 sequence=4 board_id=0x105
 bootloader_record 0 image=tiny.fit sequence=3 "description=bootloader 2026.10"
 page32_admin boot-admin
 
-# The lines of every run of this pair up to the version check.
-pair_checked() {
-    cat <<'EOF'
-## Info: Firmpacks must match board-id: 0x105
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-## Both firmpacks match together
-## Checking versions:
-EOF
-}
-
 run firmpack-update up_os.img up_app.img
 expect_status 0
 expect_stdout <<EOF

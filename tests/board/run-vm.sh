@@ -19,7 +19,7 @@
 #                        KVM of some hosts cannot run an unmodified guest kernel
 #   FPU_BOARD_MEMORY     guest memory in MiB (default 256, 512 to measure; 128
 #                        is the least that boots)
-#   FPU_BOARD_TIMEOUT    seconds before the run is stopped (default 600, 1800
+#   FPU_BOARD_TIMEOUT    seconds before the run is stopped (default 1200, 1800
 #                        to measure)
 #   FPU_BOARD_SCENARIOS  comma-separated scenario names to run (default all)
 #   FPU_BOARD_MEASUREMENTS  comma-separated measurement names (default all)
@@ -40,7 +40,7 @@ if [ "$mode" = measure ]; then
     time_limit=${FPU_BOARD_TIMEOUT:-1800}
 else
     memory=${FPU_BOARD_MEMORY:-256}
-    time_limit=${FPU_BOARD_TIMEOUT:-600}
+    time_limit=${FPU_BOARD_TIMEOUT:-1200}
 fi
 if [ "${FPU_BOARD_KVM:-0}" = 1 ]; then accel=kvm; else accel=tcg; fi
 # 64 MiB of translated code is plenty for the guest and halves QEMU's memory.

@@ -361,6 +361,55 @@ banner() {
     printf '%s\n' "   --------------------------------------" "$middle" "   --------------------------------------"
 }
 
+# --- the R6.0 pair of the filesystem scenarios (fs_os.img, fs_app.img) --------
+
+# fs_board: baseline 1 runs R5.0 filesystems and the pair's bootloader;
+# baseline 2 holds R4.0.
+fs_board() {
+    cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
+    volume rootfs1 ubifs "R5.0"
+    volume apps1 ubifs "R5.0"
+    volume rootfs2 ubifs "R4.0"
+    volume apps2 ubifs "R4.0"
+    apps_mounted apps1
+    root_version "R5.0"
+    linux_record 1 sequence=4 board_id=0x105
+    bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
+}
+
+# fs_started [root description]: a run of fs_os.img (or of a variant whose root
+# filesystem package has that description) with fs_app.img on that board, up
+# to its first filesystem step.
+fs_started() {
+    pair_checked
+    cat <<EOF
+   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
+   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found '${1:-filesystem R6.0}'
+   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
+$(banner start)
+   Current baseline:1, Updating baseline:2
+## Preparing root and applications filesystems...
+EOF
+}
+
+# fs_root_written, fs_apps_written: the lines of each package's installation.
+fs_root_written() {
+    cat <<'EOF'
+   Preparing package  'rootfs@1      '... (filesystem R6.0)
+   Installing package 'rootfs@1      '... (filesystem R6.0)
+   Verifying package  'rootfs@1      '... (filesystem R6.0)
+EOF
+}
+
+fs_apps_written() {
+    cat <<'EOF'
+   Preparing package  'apps@1        '... (applications R6.0)
+   Extracting package 'apps@1        '... (applications R6.0)
+   Installing package 'apps@1        '... (applications R6.0)
+   Verifying package  'apps@1        '... (applications R6.0)
+EOF
+}
+
 # --- checks after the run ----------------------------------------------------
 
 # Expected lines on standard input; "~ " lines are shell patterns (see top).

@@ -4,37 +4,7 @@
 # system's error number; a new volume whose version file does not match its
 # package ends it with 22 and stays mounted read-only. What went before the
 # failure stays written; nothing after it is done.
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R5.0"
-volume apps1 ubifs "R5.0"
-volume rootfs2 ubifs "R4.0"
-volume apps2 ubifs "R4.0"
-apps_mounted apps1
-root_version "R5.0"
-linux_record 1 sequence=4 board_id=0x105
-bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
-
-# The lines of a run of fs_os.img (or a variant described as <root
-# description>) with fs_app.img up to the first filesystem step.
-started() {
-    cat <<EOF
-$(pair_checked)
-   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found '${1:-filesystem R6.0}'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-$(banner start)
-   Current baseline:1, Updating baseline:2
-## Preparing root and applications filesystems...
-EOF
-}
-
-root_written() {
-    cat <<'EOF'
-   Preparing package  'rootfs@1      '... (filesystem R6.0)
-   Installing package 'rootfs@1      '... (filesystem R6.0)
-   Verifying package  'rootfs@1      '... (filesystem R6.0)
-EOF
-}
+fs_board
 
 # The erase of rootfs2 fails: only the detach ran before it, so both volumes
 # of baseline 2 are as they were.
@@ -44,7 +14,7 @@ wrapper ubiattach log
 run firmpack-update fs_os.img fs_app.img
 expect_status 1
 expect_stdout <<EOF
-$(started)
+$(fs_started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
 $(banner failed)
 EOF
@@ -66,7 +36,7 @@ wrapper flash_eraseall log
 run firmpack-update fs_os.img fs_app.img
 expect_status 1
 expect_stdout <<EOF
-$(started)
+$(fs_started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
 $(banner failed)
@@ -87,7 +57,7 @@ chmod +x "$WORK/bin/ubiupdatevol"
 run firmpack-update fs_os.img fs_app.img
 expect_status 32
 expect_stdout <<EOF
-$(started)
+$(fs_started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
 $(banner failed)
@@ -104,8 +74,8 @@ wrapper ubiupdatevol log
 run firmpack-update fs_os.img fs_app.img
 expect_status 1
 expect_stdout <<EOF
-$(started)
-$(root_written)
+$(fs_started)
+$(fs_root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
 $(banner failed)
@@ -134,8 +104,8 @@ wrapper gunzip log
 run sh "$WORK/stale-dir.sh" fs_os.img fs_app.img
 expect_status 21
 expect_stdout <<EOF
-$(started)
-$(root_written)
+$(fs_started)
+$(fs_root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
 $(banner failed)
@@ -153,7 +123,7 @@ unwrap gunzip
 run firmpack-update fs_os_mismatch.img fs_app.img
 expect_status 22
 expect_stdout <<EOF
-$(started "filesystem R6.1")
+$(fs_started "filesystem R6.1")
    Preparing package  'rootfs@1      '... (filesystem R6.1)
    Installing package 'rootfs@1      '... (filesystem R6.1)
    Verifying package  'rootfs@1      '... (filesystem R6.1)

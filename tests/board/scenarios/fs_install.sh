@@ -7,15 +7,7 @@
 # another file, and the mount directory /tmp/rootfs2 exists with a file in
 # it: the link is replaced, not written through, and the directory is used
 # as it is.
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R5.0"
-volume apps1 ubifs "R5.0"
-volume rootfs2 ubifs "R4.0"
-volume apps2 ubifs "R4.0"
-apps_mounted apps1
-root_version "R5.0"
-linux_record 1 sequence=4 board_id=0x105
-bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
+fs_board
 for utility in ubidetach flash_eraseall ubiattach ubimkvol ubiupdatevol gunzip; do
     wrapper "$utility" log
 done
@@ -34,20 +26,9 @@ run sh "$WORK/stale-link.sh" fs_os.img fs_app.img
 pid=$(cat "$WORK/tool.pid")
 expect_status 0
 expect_stdout <<EOF
-$(pair_checked)
-   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-$(banner start)
-   Current baseline:1, Updating baseline:2
-## Preparing root and applications filesystems...
-   Preparing package  'rootfs@1      '... (filesystem R6.0)
-   Installing package 'rootfs@1      '... (filesystem R6.0)
-   Verifying package  'rootfs@1      '... (filesystem R6.0)
-   Preparing package  'apps@1        '... (applications R6.0)
-   Extracting package 'apps@1        '... (applications R6.0)
-   Installing package 'apps@1        '... (applications R6.0)
-   Verifying package  'apps@1        '... (applications R6.0)
+$(fs_started)
+$(fs_root_written)
+$(fs_apps_written)
 ## Finalising root and applications filesystems update...
 $(banner completed)
 EOF

@@ -90,13 +90,8 @@ $(pair_checked)
 $(banner start)
    Current baseline:2, Updating baseline:1
 ## Preparing root and applications filesystems...
-   Preparing package  'rootfs@1      '... (filesystem R6.0)
-   Installing package 'rootfs@1      '... (filesystem R6.0)
-   Verifying package  'rootfs@1      '... (filesystem R6.0)
-   Preparing package  'apps@1        '... (applications R6.0)
-   Extracting package 'apps@1        '... (applications R6.0)
-   Installing package 'apps@1        '... (applications R6.0)
-   Verifying package  'apps@1        '... (applications R6.0)
+$(fs_root_written)
+$(fs_apps_written)
 ## Finalising root and applications filesystems update...
 $(banner completed)
 EOF

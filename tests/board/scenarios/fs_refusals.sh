@@ -5,36 +5,7 @@
 # or that unpacks to more than the partition holds, a plain package too big
 # for its partition, and one that is no UBIFS fail at the utility or at the
 # mount that finds them out, after the partition was prepared.
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R5.0"
-volume apps1 ubifs "R5.0"
-volume rootfs2 ubifs "R4.0"
-volume apps2 ubifs "R4.0"
-apps_mounted apps1
-root_version "R5.0"
-linux_record 1 sequence=4 board_id=0x105
-bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
-
-# The lines of a run of an R6.0 pair up to the first filesystem step.
-started() {
-    cat <<EOF
-$(pair_checked)
-   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R6.0'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-$(banner start)
-   Current baseline:1, Updating baseline:2
-## Preparing root and applications filesystems...
-EOF
-}
-
-root_written() {
-    cat <<'EOF'
-   Preparing package  'rootfs@1      '... (filesystem R6.0)
-   Installing package 'rootfs@1      '... (filesystem R6.0)
-   Verifying package  'rootfs@1      '... (filesystem R6.0)
-EOF
-}
+fs_board
 
 # refused <OS firmpack> <expected line>: the root filesystem package is
 # refused with that line and 22 before any utility runs.
@@ -42,7 +13,7 @@ refused() {
     run firmpack-update "$1" fs_app.img
     expect_status 22
     expect_stdout <<EOF
-$(started)
+$(fs_started)
 $2
 $(banner failed)
 EOF
@@ -77,8 +48,8 @@ wrapper ubiupdatevol log
 run firmpack-update fs_os.img fs_app_corrupt.img
 expect_status 1
 expect_stdout <<EOF
-$(started)
-$(root_written)
+$(fs_started)
+$(fs_root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
 $(banner failed)
@@ -99,8 +70,8 @@ rm -f /tmp/ubifs_*.img
 run firmpack-update fs_os.img fs_app_huge.img
 expect_status 255
 expect_stdout <<EOF
-$(started)
-$(root_written)
+$(fs_started)
+$(fs_root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
    Installing package 'apps@1        '... (applications R6.0)
@@ -122,8 +93,8 @@ rm -f /tmp/ubifs_*.img
 run firmpack-update fs_os_notubifs.img fs_app.img
 expect_status 22
 expect_stdout <<EOF
-$(started)
-$(root_written)
+$(fs_started)
+$(fs_root_written)
 ERROR: mounting failed! (Invalid argument)
 $(banner failed)
 EOF
@@ -145,7 +116,7 @@ EOF
 run firmpack-update fs_os.img fs_app.img
 expect_status 32
 expect_stdout <<EOF
-$(started)
+$(fs_started)
    Preparing package  'rootfs@1      '... (filesystem R6.0)
    Installing package 'rootfs@1      '... (filesystem R6.0)
 $(banner failed)

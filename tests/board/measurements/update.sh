@@ -31,10 +31,10 @@ timed() {
 }
 
 # The steps of a run, in seconds: each from the line that starts it to the
-# line that starts the next.
+# line that starts the next; the checks from the tool's first line.
 update_steps() {
     log=$1
-    echo "$(seconds "$log" "^" "## Both firmpacks match together")" \
+    echo "$(seconds "$log" "## Info: " "## Both firmpacks match together")" \
         "$(seconds "$log" "## Both firmpacks match together" "Current baseline")" \
         "$(seconds "$log" "## Preparing bootloader" "## Preparing root and applications")" \
         "$(seconds "$log" "Preparing package  'rootfs" "Preparing package  'apps")" \
@@ -46,7 +46,7 @@ update_steps() {
 
 nothing_steps() {
     log=$1
-    echo "$(seconds "$log" "^" "## Both firmpacks match together")" \
+    echo "$(seconds "$log" "## Info: " "## Both firmpacks match together")" \
         "$(seconds "$log" "## Both firmpacks match together" "No SW Update required")" \
         "$(wall "$log") $(peak "$log")"
 }

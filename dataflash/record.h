@@ -7,23 +7,10 @@
 #pragma once
 
 #include "dataflash/layout.h"
+#include "firmpack/byte_order.h"
 
 #include <array>
 #include <cstdint>
-
-[[nodiscard]] constexpr uint32_t get_le32(const uint8_t* bytes)
-{
-    return uint32_t{bytes[0]} | (uint32_t{bytes[1]} << 8) | (uint32_t{bytes[2]} << 16) |
-           (uint32_t{bytes[3]} << 24);
-}
-
-constexpr void put_le32(uint8_t* bytes, uint32_t value)
-{
-    bytes[0] = static_cast<uint8_t>(value);
-    bytes[1] = static_cast<uint8_t>(value >> 8);
-    bytes[2] = static_cast<uint8_t>(value >> 16);
-    bytes[3] = static_cast<uint8_t>(value >> 24);
-}
 
 inline constexpr uint32_t RECORD_MAGIC = 0xDEADBEEF;
 inline constexpr uint32_t RECORD_VALID = 1;

@@ -1,5 +1,7 @@
 #include "firmpack/checksum.h"
 
+#include "firmpack/byte_order.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -36,24 +38,16 @@ inline uint32_t table_step(uint32_t reg)
     return crc32_table[reg & 0xFF] ^ (reg >> 8);
 }
 
-// Read little-endian, so that a word step gives the same result as four byte
-// steps on any host.
-inline uint32_t load_le32(const uint8_t* word)
-{
-    return uint32_t{word[0]} | (uint32_t{word[1]} << 8) | (uint32_t{word[2]} << 16) |
-           (uint32_t{word[3]} << 24);
-}
-
 // count >= 1 whole aligned words: each is XORed into the register and followed
 // by four table steps. The table loads form one long chain; the XOR of the next
 // word is folded into the shifted half of the step before it, so that it is
 // done while that step's table load is under way instead of after it.
 uint32_t crc32_words(uint32_t reg, const uint8_t* words, uint32_t count)
 {
-    reg ^= load_le32(words);
+    reg ^= get_le32(words);
     for (uint32_t i = 1; i < count; ++i) {
         reg = table_step(table_step(table_step(reg)));
-        reg = crc32_table[reg & 0xFF] ^ ((reg >> 8) ^ load_le32(words + 4 * i));
+        reg = crc32_table[reg & 0xFF] ^ ((reg >> 8) ^ get_le32(words + 4 * i));
     }
     return table_step(table_step(table_step(table_step(reg))));
 }

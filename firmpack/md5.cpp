@@ -1,5 +1,7 @@
 #include "firmpack/md5.h"
 
+#include "firmpack/byte_order.h"
+
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -51,19 +53,6 @@ constexpr int message_index(int step)
     return (x << n) | (x >> (32 - n));
 }
 
-[[gnu::always_inline]] inline uint32_t load_le32(const uint8_t* p)
-{
-    return uint32_t{p[0]} | (uint32_t{p[1]} << 8) | (uint32_t{p[2]} << 16) | (uint32_t{p[3]} << 24);
-}
-
-void store_le32(uint8_t* p, uint32_t value)
-{
-    p[0] = static_cast<uint8_t>(value);
-    p[1] = static_cast<uint8_t>(value >> 8);
-    p[2] = static_cast<uint8_t>(value >> 16);
-    p[3] = static_cast<uint8_t>(value >> 24);
-}
-
 // The step's input, written so that the terms not depending on b are added
 // first and the chain through b stays short.
 template <int Step>
@@ -106,7 +95,7 @@ void compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
     for (; count > 0; --count, blocks += BLOCK_SIZE) {
         uint32_t words[16];
         for (int i = 0; i < 16; ++i) {
-            words[i] = load_le32(blocks + 4 * i);
+            words[i] = get_le32(blocks + 4 * i);
         }
         uint32_t v[4] = {state[0], state[1], state[2], state[3]};
         all_steps(std::make_index_sequence<16>{}, v, words);
@@ -162,11 +151,11 @@ void md5_final(md5_context* context, uint8_t digest[MD5_DIGEST_SIZE])
         used = 0;
     }
     memset(context->block + used, 0, LAST_PADDING_OFFSET - used);
-    store_le32(context->block + LAST_PADDING_OFFSET, context->bit_count[0]);
-    store_le32(context->block + LAST_PADDING_OFFSET + 4, context->bit_count[1]);
+    put_le32(context->block + LAST_PADDING_OFFSET, context->bit_count[0]);
+    put_le32(context->block + LAST_PADDING_OFFSET + 4, context->bit_count[1]);
     compress_blocks(context->state, context->block, 1);
     for (int i = 0; i < 4; ++i) {
-        store_le32(digest + 4 * i, context->state[i]);
+        put_le32(digest + 4 * i, context->state[i]);
     }
 }
 

@@ -1,5 +1,7 @@
 #include "firmpack/sha1.h"
 
+#include "firmpack/byte_order.h"
+
 #include <cstddef>
 #include <cstring>
 #include <utility>
@@ -24,26 +26,13 @@ constexpr uint32_t ROUND_CONSTANTS[4] = {0x5A827999, 0x6ED9EBA1, 0x8F1BBCDC, 0xC
     return (x << n) | (x >> (32 - n));
 }
 
-[[gnu::always_inline]] inline uint32_t load_be32(const uint8_t* p)
-{
-    return (uint32_t{p[0]} << 24) | (uint32_t{p[1]} << 16) | (uint32_t{p[2]} << 8) | uint32_t{p[3]};
-}
-
-void store_be32(uint8_t* p, uint32_t value)
-{
-    p[0] = static_cast<uint8_t>(value >> 24);
-    p[1] = static_cast<uint8_t>(value >> 16);
-    p[2] = static_cast<uint8_t>(value >> 8);
-    p[3] = static_cast<uint8_t>(value);
-}
-
 // Word t of the schedule: the first 16 come from the block, later ones replace
 // the ring slot that held word t-16.
 template <int T>
 [[gnu::always_inline]] inline uint32_t schedule(uint32_t* ring, const uint8_t* block)
 {
     if constexpr (T < 16) {
-        ring[T] = load_be32(block + 4 * T);
+        ring[T] = get_be32(block + 4 * T);
     } else {
         ring[T & 15] =
             rotl(ring[(T + 13) & 15] ^ ring[(T + 8) & 15] ^ ring[(T + 2) & 15] ^ ring[T & 15], 1);
@@ -149,12 +138,12 @@ void sha1_final(sha1_context* context, uint8_t digest[SHA1_DIGEST_SIZE])
         used = 0;
     }
     memset(context->block + used, 0, LAST_PADDING_OFFSET - used);
-    store_be32(context->block + LAST_PADDING_OFFSET,
-               (context->byte_count[1] << 3) | (context->byte_count[0] >> 29));
-    store_be32(context->block + LAST_PADDING_OFFSET + 4, context->byte_count[0] << 3);
+    put_be32(context->block + LAST_PADDING_OFFSET,
+             (context->byte_count[1] << 3) | (context->byte_count[0] >> 29));
+    put_be32(context->block + LAST_PADDING_OFFSET + 4, context->byte_count[0] << 3);
     compress_blocks(context->state, context->block, 1);
     for (int i = 0; i < 5; ++i) {
-        store_be32(digest + 4 * i, context->state[i]);
+        put_be32(digest + 4 * i, context->state[i]);
     }
 }
 

@@ -1,17 +1,15 @@
-// Firmpack extent and structure: the checks that let every later reader trust
-// a tree's header and walk its nodes.
+// Firmpack extent: whether a buffer of known size holds all of the firmpack
+// that its own header describes. Every reader after this check trusts the
+// header's total size as the firmpack's extent.
 #pragma once
 
 #include <cstdint>
 
-// 0 when a buffer of size bytes may be handed to the tree accessors: it does
-// not start with the device-tree magic (the accessors then reject it at the
-// magic), or its header is complete and its total size fits in the buffer.
-// -1 when a device-tree header claims more bytes than the buffer holds.
-[[nodiscard]] int firmpack_check_extent(const uint8_t* buffer, uint32_t size);
+// What libfdt reads of any buffer before it looks further: the magic and the
+// total size.
+inline constexpr uint32_t FIRMPACK_PROBE_SIZE = 8;
 
-// 0 when the buffer is not a device tree (the accessors reject it at the
-// magic) or is a well-formed one within its own total size; -1 for a tree
-// whose structure is damaged. A walk over a damaged structure ends early, so
-// without this check images after the damage would go unverified.
-[[nodiscard]] int firmpack_check_structure(const uint8_t* fit);
+// 0 when a buffer of size bytes may be handed to the firmpack checks: it holds
+// at least FIRMPACK_PROBE_SIZE bytes, and when it starts with the device-tree
+// magic, a whole header and the total size that header claims. -1 otherwise.
+[[nodiscard]] int firmpack_check_extent(const uint8_t* buffer, uint32_t size);

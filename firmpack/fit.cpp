@@ -1,5 +1,7 @@
 #include "firmpack/fit.h"
 
+#include "firmpack/byte_order.h"
+
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -10,8 +12,9 @@ namespace {
 
 constexpr uint32_t SINGLE_IMAGE_MAGIC = 0x27051956;
 
-constexpr const char* IMAGES_PATH = "/images";
-constexpr const char* CONFIGURATIONS_PATH = "/configurations";
+constexpr const char* BOARD_CONFIG_FORMAT = "board_0x%4.4x";
+// "board_0x" and up to eight hexadecimal digits with the terminating NUL.
+constexpr std::size_t BOARD_CONFIG_NAME_SIZE = 17;
 
 constexpr const char* PROP_DESCRIPTION = "description";
 constexpr const char* PROP_TIMESTAMP = "timestamp";
@@ -29,12 +32,6 @@ constexpr name_table_entry compression_table[] = {
     {COMPRESSION_NONE, "none"}, {COMPRESSION_BZIP2, "bzip2"}, {COMPRESSION_GZIP, "gzip"},
     {COMPRESSION_LZMA, "lzma"}, {COMPRESSION_LZO, "lzo"},     {-1, nullptr},
 };
-
-uint32_t get_be32(const uint8_t* bytes)
-{
-    return (uint32_t{bytes[0]} << 24) | (uint32_t{bytes[1]} << 16) | (uint32_t{bytes[2]} << 8) |
-           uint32_t{bytes[3]};
-}
 
 // The parent path is resolved on every call; nothing is cached.
 int child_node(const uint8_t* fit, const char* parent_path, const char* name)
@@ -107,17 +104,24 @@ int firmpack_check_format(const uint8_t* fit)
     if (!has_property(fit, 0, PROP_TIMESTAMP)) {
         return 0;
     }
-    return fdt_path_offset(fit, IMAGES_PATH) >= 0 ? 1 : 0;
+    return fdt_path_offset(fit, FIT_IMAGES_PATH) >= 0 ? 1 : 0;
 }
 
 int firmpack_image_node(const uint8_t* fit, const char* image_name)
 {
-    return child_node(fit, IMAGES_PATH, image_name);
+    return child_node(fit, FIT_IMAGES_PATH, image_name);
 }
 
 int firmpack_config_node(const uint8_t* fit, const char* config_name)
 {
-    return child_node(fit, CONFIGURATIONS_PATH, config_name);
+    return child_node(fit, FIT_CONFIGURATIONS_PATH, config_name);
+}
+
+int firmpack_board_config(const uint8_t* fit, uint32_t board_id)
+{
+    char config_name[BOARD_CONFIG_NAME_SIZE];
+    snprintf(config_name, sizeof config_name, BOARD_CONFIG_FORMAT, board_id);
+    return firmpack_config_node(fit, config_name);
 }
 
 int firmpack_config_image(const uint8_t* fit, int config, const char* property)

@@ -14,6 +14,10 @@
 
 #include <cstdint>
 
+// Parents of the packages and of the board configurations.
+inline constexpr const char* FIT_IMAGES_PATH = "/images";
+inline constexpr const char* FIT_CONFIGURATIONS_PATH = "/configurations";
+
 enum firmpack_format : int {
     FIRMPACK_FORMAT_INVALID = 0,
     FIRMPACK_FORMAT_SINGLE = 1, // the boot loader's older single-image header, not a FIT
@@ -45,6 +49,10 @@ struct name_table_entry {
 // or a negative libfdt code.
 [[nodiscard]] int firmpack_image_node(const uint8_t* fit, const char* image_name);
 [[nodiscard]] int firmpack_config_node(const uint8_t* fit, const char* config_name);
+
+// The configuration of a board, "board_0x%4.4x" filled with its id, or a
+// negative libfdt code.
+[[nodiscard]] int firmpack_board_config(const uint8_t* fit, uint32_t board_id);
 
 // The image that a configuration's string property names, or a negative libfdt
 // code (the property's own code when it is missing).

@@ -3,22 +3,12 @@
 #include "firmpack/fit.h"
 
 #include <cerrno>
-#include <cstddef>
 #include <cstdio>
 #include <libfdt.h>
 
-namespace {
-
-// "board_0x" and up to eight hexadecimal digits with the terminating NUL.
-constexpr std::size_t CONFIG_NAME_SIZE = 17;
-
-} // namespace
-
 int lookup_board_filesystem(const uint8_t* fit, const char** package_name, uint32_t board_id)
 {
-    char config_name[CONFIG_NAME_SIZE];
-    snprintf(config_name, sizeof config_name, "board_0x%4.4x", board_id);
-    int config = firmpack_config_node(fit, config_name);
+    int config = firmpack_board_config(fit, board_id);
     if (config < 0) {
         printf("Invalid firmpack for this board (Board 0x%4.4x not defined)\n", board_id);
         return EINVAL;

@@ -1,0 +1,150 @@
+#include "firmpack/structure.h"
+
+#include "firmpack/byte_order.h"
+#include "firmpack/dtb_layout.h"
+
+#include <cstddef>
+#include <cstring>
+
+namespace {
+
+// libfdt takes offsets and lengths as ints.
+constexpr uint32_t TREE_SIZE_MAX = INT32_MAX;
+
+struct tree_blocks {
+    const uint8_t* structure;
+    uint32_t structure_size;
+    const uint8_t* strings;
+    uint32_t strings_size;
+};
+
+uint32_t header_field(const uint8_t* fit, uint32_t offset)
+{
+    return get_be32(fit + offset);
+}
+
+// Whether size bytes at offset lie inside a tree of total bytes, without
+// overflowing.
+bool block_inside(uint32_t offset, uint32_t size, uint32_t total)
+{
+    return offset >= FDT_HEADER_SIZE && offset <= total && size <= total - offset;
+}
+
+// Whether a NUL-terminated text starts at offset and ends inside the block.
+bool text_inside(const uint8_t* block, uint32_t size, uint64_t offset)
+{
+    return offset < size && memchr(block + offset, '\0', size - offset) != nullptr;
+}
+
+uint64_t tag_aligned(uint64_t offset)
+{
+    return (offset + FDT_TAG_SIZE - 1) & ~uint64_t{FDT_TAG_SIZE - 1};
+}
+
+int check_header(const uint8_t* fit, tree_blocks* blocks)
+{
+    const uint32_t total = header_field(fit, FDT_HEADER_TOTALSIZE);
+    const uint32_t version = header_field(fit, FDT_HEADER_VERSION);
+    if (total < FDT_HEADER_SIZE || total > TREE_SIZE_MAX) {
+        return -1;
+    }
+    if ((version != FDT_VERSION_16 && version != FDT_VERSION_17) ||
+        header_field(fit, FDT_HEADER_LAST_COMP_VERSION) > version) {
+        return -1;
+    }
+    const uint32_t structure = header_field(fit, FDT_HEADER_OFF_DT_STRUCT);
+    const uint32_t strings = header_field(fit, FDT_HEADER_OFF_DT_STRINGS);
+    blocks->strings_size = header_field(fit, FDT_HEADER_SIZE_DT_STRINGS);
+    blocks->structure_size = version == FDT_VERSION_17
+                                 ? header_field(fit, FDT_HEADER_SIZE_DT_STRUCT)
+                                 : total - (structure < total ? structure : total);
+    if (!block_inside(header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP), 0, total) ||
+        !block_inside(structure, blocks->structure_size, total) || structure % FDT_TAG_SIZE != 0 ||
+        !block_inside(strings, blocks->strings_size, total)) {
+        return -1;
+    }
+    blocks->structure = fit + structure;
+    blocks->strings = fit + strings;
+    return 0;
+}
+
+// Where the tag after a property starts, or 0 when the property does not lie
+// inside a node and the structure block, or its name not in the strings block.
+uint64_t skip_property(const tree_blocks& b, uint64_t value_header, int depth)
+{
+    if (depth == 0 || value_header + FDT_PROP_HEADER_SIZE > b.structure_size) {
+        return 0;
+    }
+    const uint32_t length = get_be32(b.structure + value_header);
+    const uint32_t name = get_be32(b.structure + value_header + FDT_TAG_SIZE);
+    const uint64_t value = value_header + FDT_PROP_HEADER_SIZE;
+    if (length > b.structure_size - value || !text_inside(b.strings, b.strings_size, name)) {
+        return 0;
+    }
+    return tag_aligned(value + length);
+}
+
+// One pass over the structure block: the root node first, every step forward
+// and inside the block, the nodes properly nested, and the end tag right
+// after the root node (no-op tags aside).
+int walk_structure(const tree_blocks& b)
+{
+    uint64_t offset = 0;
+    int depth = 0;
+    bool root_closed = false;
+    while (offset + FDT_TAG_SIZE <= b.structure_size) {
+        const uint32_t tag = get_be32(b.structure + offset);
+        uint64_t next = offset + FDT_TAG_SIZE;
+        if (offset == 0 && tag != FDT_TAG_BEGIN_NODE) {
+            return -1;
+        }
+        switch (tag) {
+        case FDT_TAG_BEGIN_NODE:
+            if (root_closed || !text_inside(b.structure, b.structure_size, next)) {
+                return -1;
+            }
+            next =
+                tag_aligned(next + strlen(reinterpret_cast<const char*>(b.structure + next)) + 1);
+            ++depth;
+            break;
+        case FDT_TAG_END_NODE:
+            if (depth == 0) {
+                return -1;
+            }
+            root_closed = --depth == 0;
+            break;
+        case FDT_TAG_PROP:
+            next = skip_property(b, next, depth);
+            if (next == 0) {
+                return -1;
+            }
+            break;
+        case FDT_TAG_NOP:
+            break;
+        case FDT_TAG_END:
+            return root_closed ? 0 : -1;
+        default:
+            return -1;
+        }
+        offset = next;
+    }
+    return -1;
+}
+
+} // namespace
+
+int firmpack_check_structure(const uint8_t* fit)
+{
+    const uint32_t magic = header_field(fit, FDT_HEADER_MAGIC);
+    if (magic == FDT_SEQUENTIAL_WRITE_MAGIC) {
+        return -1;
+    }
+    if (magic != FDT_TREE_MAGIC) {
+        return 0;
+    }
+    tree_blocks blocks{};
+    if (check_header(fit, &blocks) != 0) {
+        return -1;
+    }
+    return walk_structure(blocks);
+}

@@ -1,5 +1,6 @@
 #include "firmpack/verify.h"
 
+#include "firmpack/byte_order.h"
 #include "firmpack/checksum.h"
 #include "firmpack/fit.h"
 #include "firmpack/md5.h"
@@ -12,7 +13,6 @@
 
 namespace {
 
-constexpr const char* IMAGES_PATH = "/images";
 constexpr const char* HASH_NODE_PREFIX = "hash"; // hash, hash@1, hash-2 and hashes alike
 constexpr std::size_t HASH_NODE_PREFIX_LENGTH = 4;
 constexpr const char* PROP_ALGO = "algo";
@@ -21,6 +21,7 @@ constexpr const char* ALGO_CRC32 = "crc32";
 constexpr const char* ALGO_SHA1 = "sha1";
 constexpr const char* ALGO_MD5 = "md5";
 constexpr int CRC32_SIZE = 4;
+constexpr int ALGORITHM_COUNT = 3;
 
 static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE);
 
@@ -42,9 +43,46 @@ int next_child(const uint8_t* fit, int node, int* depth)
     return *depth > 0 ? node : -FDT_ERR_NOTFOUND;
 }
 
-// Checks one hash node against the image data, printing the algorithm name
-// once it is known. Null when the value matches, else the failure text.
-const char* check_hash_node(const uint8_t* fit, int hash, const uint8_t* data, uint32_t size)
+// The digests of one image, each computed once however many hash nodes ask
+// for it: the image data is read once per algorithm, not once per node.
+struct image_digests {
+    const uint8_t* data;
+    uint32_t size;
+    int count;
+    struct {
+        const char* algo;
+        uint8_t digest[HASH_MAX_SIZE];
+        int length;
+    } known[ALGORITHM_COUNT];
+};
+
+// The digest of the image by algorithm name, or -1 for an unknown algorithm.
+int image_digest(image_digests* digests, const char* algo, const uint8_t** digest, int* length)
+{
+    for (int i = 0; i < digests->count; ++i) {
+        if (strcmp(digests->known[i].algo, algo) == 0) {
+            *digest = digests->known[i].digest;
+            *length = digests->known[i].length;
+            return 0;
+        }
+    }
+    if (digests->count == ALGORITHM_COUNT) {
+        return -1;
+    }
+    auto& entry = digests->known[digests->count];
+    if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length) != 0) {
+        return -1;
+    }
+    entry.algo = algo;
+    ++digests->count;
+    *digest = entry.digest;
+    *length = entry.length;
+    return 0;
+}
+
+// Checks one hash node against the image's digests, printing the algorithm
+// name once it is known. Null when the value matches, else the failure text.
+const char* check_hash_node(const uint8_t* fit, int hash, image_digests* digests)
 {
     const char* algo = nullptr;
     if (firmpack_get_string(fit, hash, PROP_ALGO, &algo) != 0) {
@@ -56,9 +94,9 @@ const char* check_hash_node(const uint8_t* fit, int hash, const uint8_t* data, u
     if (firmpack_get_hash_value(fit, hash, &value, &value_length) != 0) {
         return NO_VALUE;
     }
-    uint8_t digest[HASH_MAX_SIZE];
+    const uint8_t* digest = nullptr;
     int digest_length = 0;
-    if (firmpack_calc_hash(data, size, algo, digest, &digest_length) != 0) {
+    if (image_digest(digests, algo, &digest, &digest_length) != 0) {
         return UNKNOWN_ALGO;
     }
     if (digest_length != value_length) {
@@ -71,21 +109,13 @@ const char* check_hash_node(const uint8_t* fit, int hash, const uint8_t* data, u
     return nullptr;
 }
 
-void store_be32(uint8_t* p, uint32_t value)
-{
-    p[0] = static_cast<uint8_t>(value >> 24);
-    p[1] = static_cast<uint8_t>(value >> 16);
-    p[2] = static_cast<uint8_t>(value >> 8);
-    p[3] = static_cast<uint8_t>(value);
-}
-
 } // namespace
 
 int firmpack_check_hashes(const uint8_t* fit)
 {
-    int images = fdt_path_offset(fit, IMAGES_PATH);
+    int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     if (images < 0) {
-        printf("Can't find images parent node '%s' (%s)\n", IMAGES_PATH, fdt_strerror(images));
+        printf("Can't find images parent node '%s' (%s)\n", FIT_IMAGES_PATH, fdt_strerror(images));
         return 0;
     }
     printf("## Checking hash(es) for FIT Image at %08lx ...\n",
@@ -111,6 +141,9 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
         printf("Can't get image data/size\n");
         return 0;
     }
+    image_digests digests{};
+    digests.data = data;
+    digests.size = size;
     int depth = 0;
     for (int node = next_child(fit, image, &depth); node >= 0;
          node = next_child(fit, node, &depth)) {
@@ -118,7 +151,7 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
         if (strncmp(name, HASH_NODE_PREFIX, HASH_NODE_PREFIX_LENGTH) != 0) {
             continue;
         }
-        const char* failure = check_hash_node(fit, node, data, size);
+        const char* failure = check_hash_node(fit, node, &digests);
         if (failure != nullptr) {
             printf("%s for '%s' hash node in '%s' image node\n", failure, name,
                    fdt_get_name(fit, image, nullptr));
@@ -132,7 +165,7 @@ int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
                        uint8_t output[HASH_MAX_SIZE], int* length)
 {
     if (strcmp(algo, ALGO_CRC32) == 0) {
-        store_be32(output, checksum_crc32(0, data, size));
+        put_be32(output, checksum_crc32(0, data, size));
         *length = CRC32_SIZE;
         return 0;
     }

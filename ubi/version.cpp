@@ -5,7 +5,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <sys/mman.h>
 
 namespace {
 
@@ -100,7 +99,7 @@ int check_update_required(const char* description, const char* package_name,
         report_difference(description, package_name, installed, verify);
     }
 
-    if (munmap(const_cast<uint8_t*>(file), static_cast<std::size_t>(size)) != 0) {
+    if (unmap_image_file(file, size) != 0) {
         printf("unmap failed\n");
     }
     return 0;

@@ -7,8 +7,12 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -21,11 +25,19 @@ struct failure_case {
 
 class MapImageFileFailure : public testing::TestWithParam<failure_case> {};
 
-// Each case's file: missing, empty, or a directory (opens, but cannot be mapped).
+// Each case's file: missing, empty, a FIFO or a device (which must not hold
+// the tool up), or a directory.
 std::string make_failing_path(const temp_dir& dir, const std::string& name)
 {
     if (name == "empty") {
         return dir.write("empty.img", "");
+    }
+    if (name == "fifo") {
+        EXPECT_EQ(0, mkfifo(dir.path("fifo.img").c_str(), 0600));
+        return dir.path("fifo.img");
+    }
+    if (name == "device") {
+        return "/dev/null";
     }
     if (name == "directory") {
         return dir.root;
@@ -42,7 +54,8 @@ TEST_P(MapImageFileFailure, ReportsOnStandardError)
     const uint8_t* start = nullptr;
     int32_t size = -7;
     captured_output output;
-    int result = capture_output(&output, [&] { return map_image_file(path.c_str(), &start, &size); });
+    int result =
+        capture_output(&output, [&] { return map_image_file(path.c_str(), &start, &size); });
 
     EXPECT_EQ(c.expected_result, result);
     EXPECT_EQ(c.before_path + path + c.after_path, output.err);
@@ -53,6 +66,8 @@ TEST_P(MapImageFileFailure, ReportsOnStandardError)
 const failure_case FAILURE_CASES[] = {
     {"missing", 2, "Failed to open ", " : No such file or directory\n"},
     {"empty", 22, "Bad size: \"", "\" is not valid image\n"},
+    {"fifo", 22, "Bad size: \"", "\" is not valid image\n"},
+    {"device", 22, "Bad size: \"", "\" is not valid image\n"},
     {"directory", 19, "Can't read ", ": No such device\n"},
 };
 
@@ -67,11 +82,30 @@ TEST(MapImageFile, MapsWholeFileReadOnly)
     ASSERT_EQ(0, map_image_file(path.c_str(), &start, &size));
     ASSERT_EQ(14, size);
     EXPECT_EQ(0, memcmp(start, "firmpack\0bytes", 14));
-    EXPECT_EQ(0, munmap(const_cast<uint8_t*>(start), static_cast<size_t>(size)));
+    EXPECT_EQ(0, unmap_image_file(start, size));
 
     // The size is optional.
     ASSERT_EQ(0, map_image_file(path.c_str(), &start, nullptr));
     EXPECT_EQ('f', start[0]);
+}
+
+// A firmpack truncated under the tool's feet: one line naming it and exit
+// status 5, not a bus error.
+TEST(MapImageFileDeathTest, FileCutWhileMappedEndsTheRunWithOneLine)
+{
+    if (getenv("FPU_TEST_EMULATOR") != nullptr) {
+        GTEST_SKIP() << "user-mode QEMU ends a program on a bus error before its handler runs";
+    }
+    temp_dir dir;
+    std::string path = dir.write("fp.img", std::string(8192, 'x'));
+    auto read_after_cut = [&] {
+        const uint8_t* start = nullptr;
+        if (map_image_file(path.c_str(), &start, nullptr) == 0 && truncate(path.c_str(), 0) == 0) {
+            fprintf(stderr, "%d", start[4096]);
+        }
+    };
+    EXPECT_EXIT(read_after_cut(), testing::ExitedWithCode(5),
+                "^ERROR: " + path + " changed or failed while it was read, stopping upgrade\n$");
 }
 
 } // namespace

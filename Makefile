@@ -10,7 +10,7 @@ JOBS ?= $(shell nproc)
 # Kernels prepared for the board VM, shared by the test and release builds.
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test-build test unit-test arm arm-unit-test board-test demo bench clean
+.PHONY: all deps build test-build test unit-test arm arm-unit-test board-test demo bench fuzz clean
 
 all: build
 
@@ -81,6 +81,17 @@ bench: deps
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF -DFPU_BUILD_BENCH=ON
 	cmake --build $(BENCH_BUILD) -j$(JOBS) --target fpu_bench
 	$(BENCH_BUILD)/bench/fpu_bench $(BENCH_OPTIONS)
+
+# The fuzz targets (tests/fuzz/) under libFuzzer, built with clang into
+# $(FUZZ_BUILD): SECONDS each (make fuzz SECONDS=600). The corpora they grow
+# and whatever they find stay in $(FUZZ_BUILD).
+FUZZ_BUILD := $(BUILD_ROOT)/fuzz
+SECONDS ?= 60
+fuzz:
+	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
+		-DFPU_FUZZ=ON -DFPU_BUILD_TESTS=OFF
+	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzz_firmpack fuzz_cmdline fuzz_version
+	tests/fuzz/run-fuzzers.sh $(FUZZ_BUILD) $(SECONDS)
 
 clean:
 	rm -rf $(BUILD_ROOT)

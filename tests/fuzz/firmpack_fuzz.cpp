@@ -1,0 +1,125 @@
+// Fuzz target: everything the tool reads of a pair of firmpacks before it
+// touches the board. An input that starts with a tree whose total size is
+// smaller than the input is that tree as the OS firmpack and the rest as the
+// APP firmpack; any other input is both. Each firmpack lies in memory exactly
+// as large as it is, with an unreadable page after it, so that a read past
+// its end crashes even inside libfdt, which is not built with the sanitizers.
+
+#include "driver/acceptance.h"
+#include "firmpack/byte_order.h"
+#include "firmpack/dtb_layout.h"
+#include "firmpack/extent.h"
+#include "firmpack/fit.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#if defined(__SANITIZE_ADDRESS__)
+#define FUZZ_POISON 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define FUZZ_POISON 1
+#endif
+#endif
+#ifdef FUZZ_POISON
+#include <sanitizer/asan_interface.h>
+#endif
+
+namespace {
+
+constexpr uint32_t BOARD_ID = 0x105;
+// libfdt refuses a tree that does not start on an 8-byte boundary.
+constexpr std::size_t TREE_ALIGNMENT = 8;
+
+struct guarded_region {
+    uint8_t* base;
+    std::size_t capacity; // readable bytes before the guard page
+};
+
+// A copy of the bytes that ends where the guard page begins, give or take the
+// alignment; those few bytes are poisoned for the sanitizer instead.
+const uint8_t* guarded_copy(guarded_region* region, const uint8_t* bytes, std::size_t size)
+{
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    const std::size_t padded = (size + TREE_ALIGNMENT - 1) / TREE_ALIGNMENT * TREE_ALIGNMENT;
+    if (padded > region->capacity || region->base == nullptr) {
+        if (region->base != nullptr) {
+            munmap(region->base, region->capacity + page);
+        }
+        region->capacity = (padded + page) / page * page;
+        void* base = mmap(nullptr, region->capacity + page, PROT_READ | PROT_WRITE,
+                          MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (base == MAP_FAILED) {
+            __builtin_trap();
+        }
+        region->base = static_cast<uint8_t*>(base);
+        mprotect(region->base + region->capacity, page, PROT_NONE);
+    }
+    uint8_t* start = region->base + region->capacity - padded;
+#ifdef FUZZ_POISON
+    ASAN_UNPOISON_MEMORY_REGION(region->base, region->capacity);
+    ASAN_POISON_MEMORY_REGION(start + size, padded - size);
+#endif
+    memcpy(start, bytes, size);
+    return start;
+}
+
+// Where the OS firmpack ends in the input.
+std::size_t os_part(const uint8_t* data, std::size_t size)
+{
+    if (size < FIRMPACK_PROBE_SIZE || get_be32(data + FDT_HEADER_MAGIC) != FDT_TREE_MAGIC) {
+        return size;
+    }
+    const uint32_t total = get_be32(data + FDT_HEADER_TOTALSIZE);
+    return total > 0 && total < size ? total : size;
+}
+
+// What the installation reads of a package before it writes anything.
+void read_package(const uint8_t* fit, const char* name)
+{
+    const int image = firmpack_image_node(fit, name);
+    const uint8_t* data = nullptr;
+    uint32_t size = 0;
+    uint8_t compression = 0;
+    (void)firmpack_get_data(fit, image, &data, &size);
+    (void)firmpack_get_compression(fit, image, &compression);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
+{
+    static guarded_region os_region;
+    static guarded_region app_region;
+    if (size > INT32_MAX) {
+        return 0;
+    }
+    const std::size_t os_size = os_part(data, size);
+    const std::size_t app_size = os_size < size ? size - os_size : size;
+    firmpack_pair pair{};
+    pair.os_fit = guarded_copy(&os_region, data, os_size);
+    pair.app_fit = guarded_copy(&app_region, data + (size - app_size), app_size);
+    pair.os_display_name = "os.img";
+    pair.app_display_name = "app.img";
+    pair.board_id = BOARD_ID;
+    // The file source's checks, then run_update's.
+    if (firmpack_check_extent(pair.os_fit, static_cast<uint32_t>(os_size)) != 0 ||
+        firmpack_check_extent(pair.app_fit, static_cast<uint32_t>(app_size)) != 0 ||
+        check_pair_integrity(&pair) != 0) {
+        return 0;
+    }
+    int result = 0;
+    (void)check_pair_acceptance(&pair, &result);
+    // The package lookups follow the configuration whatever the verdict was,
+    // so that they are reached by more than the rare paired input.
+    if (pair.config < 0 || find_pair_packages(&pair) != 0 || find_pair_descriptions(&pair) != 0) {
+        return 0;
+    }
+    read_package(pair.os_fit, pair.bootloader_name);
+    read_package(pair.os_fit, pair.os_filesystem_name);
+    read_package(pair.app_fit, pair.app_filesystem_name);
+    return 0;
+}

@@ -1,11 +1,14 @@
 #include "tests/support/process.h"
 
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -46,17 +49,18 @@ std::vector<std::string> emulated(const std::vector<std::string>& argv)
 
 } // namespace
 
-process_result run_process(const std::vector<std::string>& argv)
+child_process start_process(const std::vector<std::string>& argv)
 {
+    child_process child;
     std::string stem = "/tmp/fpu-process-" + std::to_string(getpid());
-    std::string out_path = stem + ".out";
-    std::string err_path = stem + ".err";
+    child.out_path = stem + ".out";
+    child.err_path = stem + ".err";
 
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, out_path.c_str(),
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, child.out_path.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
-    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, err_path.c_str(),
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, child.err_path.c_str(),
                                      O_WRONLY | O_CREAT | O_TRUNC, 0600);
 
     std::vector<std::string> command = emulated(argv);
@@ -65,21 +69,40 @@ process_result run_process(const std::vector<std::string>& argv)
         args.push_back(const_cast<char*>(arg.c_str()));
     }
     args.push_back(nullptr);
-
-    process_result result;
-    pid_t pid;
-    int spawned = posix_spawn(&pid, args[0], &actions, nullptr, args.data(), environ);
-    posix_spawn_file_actions_destroy(&actions);
-    if (spawned != 0) {
+    if (posix_spawn(&child.pid, args[0], &actions, nullptr, args.data(), environ) != 0) {
         ADD_FAILURE() << "cannot start " << argv[0];
+        child.pid = -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+    return child;
+}
+
+process_result finish_process(const child_process& child, int timeout_seconds)
+{
+    process_result result;
+    if (child.pid < 0) {
         return result;
     }
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(timeout_seconds);
     int status = 0;
-    waitpid(pid, &status, 0);
+    while (waitpid(child.pid, &status, WNOHANG) == 0) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            kill(child.pid, SIGKILL);
+            waitpid(child.pid, &status, 0);
+            result.timed_out = true;
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
     if (WIFEXITED(status)) {
         result.exit_status = WEXITSTATUS(status);
     }
-    result.out = slurp_and_remove(out_path);
-    result.err = slurp_and_remove(err_path);
+    result.out = slurp_and_remove(child.out_path);
+    result.err = slurp_and_remove(child.err_path);
     return result;
+}
+
+process_result run_process(const std::vector<std::string>& argv, int timeout_seconds)
+{
+    return finish_process(start_process(argv), timeout_seconds);
 }

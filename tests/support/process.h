@@ -2,12 +2,27 @@
 #pragma once
 
 #include <string>
+#include <sys/types.h>
 #include <vector>
 
 struct process_result {
     std::string out;
     std::string err;
     int exit_status = -1; // -1 when the process did not exit normally
+    bool timed_out = false;
 };
 
-process_result run_process(const std::vector<std::string>& argv);
+// A child started with its standard output and error going to two files.
+struct child_process {
+    pid_t pid = -1;
+    std::string out_path;
+    std::string err_path;
+};
+
+child_process start_process(const std::vector<std::string>& argv);
+
+// Waits for the child, at most timeout_seconds (then it is killed), and
+// collects its output.
+process_result finish_process(const child_process& child, int timeout_seconds = 60);
+
+process_result run_process(const std::vector<std::string>& argv, int timeout_seconds = 60);

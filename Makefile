@@ -72,7 +72,7 @@ demo: build
 board-measure: build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
 	tests/board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
-		$(RELEASE_BUILD)/tests/board/measure-fixtures
+		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures
 
 # Own checksums, digests and hash check against reference libraries, built as
 # the tool is; prints the figures (medians of three runs) and their ratios.

@@ -47,8 +47,8 @@ arm: deps
 arm-unit-test: arm
 	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS) -LE board
 
-# The scenarios on the board VM (tests/board/): one QEMU boot runs them all,
-# then its summary (emulation, memory, time per scenario) is shown.
+# The scenarios (tests/board/) on the simulated board (board/): one QEMU boot
+# runs them all, then its summary (emulation, memory, time per scenario) is shown.
 BOARD_SUMMARY := $(TEST_BUILD)/tests/board/vm/summary.txt
 RUN_BOARD = ctest --test-dir $(TEST_BUILD) --output-on-failure -L board; \
 	status=$$?; cat $(BOARD_SUMMARY) 2>/dev/null; exit $$status
@@ -71,7 +71,7 @@ demo: build
 .PHONY: board-measure
 board-measure: build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
-	tests/board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
+	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
 		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures
 
 # Own checksums, digests and hash check against reference libraries, built as

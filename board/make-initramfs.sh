@@ -62,8 +62,8 @@ for program in $MTD_UTILS; do
 done
 cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update
-copy_program "$build/tests/board/dftool" /usr/bin/dftool
-copy_program "$build/tests/board/timerun" /usr/bin/timerun
+copy_program "$build/board/dftool" /usr/bin/dftool
+copy_program "$build/board/timerun" /usr/bin/timerun
 
 cp "$here/guest/init" "$stage/init"
 cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/demo.sh" \

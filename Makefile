@@ -7,10 +7,11 @@ RELEASE_BUILD := $(BUILD_ROOT)/release
 BENCH_BUILD := $(BUILD_ROOT)/bench
 ARM_BUILD := $(BUILD_ROOT)/armhf
 JOBS ?= $(shell nproc)
-# Kernels prepared for the board VM, shared by the test and release builds.
+# Kernels prepared for the simulated board, shared by the test and release builds.
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test-build test unit-test arm arm-unit-test board-test demo bench clean
+.PHONY: all deps build board-build test-build test unit-test arm arm-unit-test board-test demo \
+	bench clean
 
 all: build
 
@@ -20,13 +21,21 @@ deps:
 # The tool as it goes onto a board.
 build: deps
 	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
-		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
+		-DFPU_BUILD_BOARD=OFF
 	cmake --build $(RELEASE_BUILD) -j$(JOBS)
 
-# Everything built with AddressSanitizer and UndefinedBehaviorSanitizer.
+# The same build with the simulated board (board/) beside the tool: dftool,
+# timerun and the sample pair, for the demo and the measurements.
+board-build: deps
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
+		-DFPU_BUILD_BOARD=ON -DFPU_BOARD_CACHE=$(BOARD_CACHE)
+	cmake --build $(RELEASE_BUILD) -j$(JOBS)
+
+# Everything built with AddressSanitizer and UndefinedBehaviorSanitizer, with
+# the simulated board for the board scenarios.
 test-build: deps
 	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=Debug -DFPU_SANITIZE=ON \
-		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
+		-DFPU_BUILD_BOARD=ON -DFPU_BOARD_CACHE=$(BOARD_CACHE)
 	cmake --build $(TEST_BUILD) -j$(JOBS)
 
 unit-test: test-build
@@ -61,7 +70,7 @@ test: unit-test
 	@$(MAKE) --no-print-directory arm-unit-test
 	@$(RUN_BOARD)
 
-demo: build
+demo: board-build
 	@./scripts/demo.sh $(RELEASE_BUILD)
 
 # The board VM's measurements (tests/board/measurements/) with the tool as it
@@ -69,7 +78,7 @@ demo: build
 # builds. The reports are shown on the console and kept in
 # $(RELEASE_BUILD)/board-measure/report.txt.
 .PHONY: board-measure
-board-measure: build
+board-measure: board-build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
 	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
 		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures

@@ -35,6 +35,10 @@ build=$(cd "$2" && pwd)
 out=$3
 shift 3
 here=$(cd "$(dirname "$0")" && pwd)
+if [ ! -x "$build/board/dftool" ]; then
+    echo "run-vm.sh: $build is a build without the simulated board (FPU_BUILD_BOARD=ON)" >&2
+    exit 1
+fi
 scenarios=
 measurements=
 case $mode in

@@ -1,5 +1,7 @@
 # The two commands of the README: `make test` and `make demo`. Both install the
-# Debian packages they need first.
+# Debian packages they need first (scripts/install-deps.sh); `make deps` does
+# that alone. No other target installs anything (the simulated board fetches
+# Debian's kernel packages into its cache, unpacked, not installed).
 
 BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
@@ -7,10 +9,11 @@ RELEASE_BUILD := $(BUILD_ROOT)/release
 BENCH_BUILD := $(BUILD_ROOT)/bench
 ARM_BUILD := $(BUILD_ROOT)/armhf
 JOBS ?= $(shell nproc)
-# Kernels prepared for the board VM, shared by the test and release builds.
+# Kernels prepared for the simulated board, shared by the test and release builds.
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
-.PHONY: all deps build test-build test unit-test arm arm-unit-test board-test demo bench fuzz clean
+.PHONY: all deps build board-build test-build test unit-test arm arm-unit-test board-test demo \
+	bench fuzz clean
 
 all: build
 
@@ -18,15 +21,23 @@ deps:
 	@./scripts/install-deps.sh
 
 # The tool as it goes onto a board.
-build: deps
+build:
 	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
-		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
+		-DFPU_BUILD_BOARD=OFF
 	cmake --build $(RELEASE_BUILD) -j$(JOBS)
 
-# Everything built with AddressSanitizer and UndefinedBehaviorSanitizer.
-test-build: deps
+# The same build with the simulated board (board/) beside the tool: dftool,
+# timerun and the sample pair, for the demo and the measurements.
+board-build:
+	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
+		-DFPU_BUILD_BOARD=ON -DFPU_BOARD_CACHE=$(BOARD_CACHE)
+	cmake --build $(RELEASE_BUILD) -j$(JOBS)
+
+# Everything built with AddressSanitizer and UndefinedBehaviorSanitizer, with
+# the simulated board for the board scenarios.
+test-build:
 	cmake -S . -B $(TEST_BUILD) -DCMAKE_BUILD_TYPE=Debug -DFPU_SANITIZE=ON \
-		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
+		-DFPU_BUILD_BOARD=ON -DFPU_BOARD_CACHE=$(BOARD_CACHE)
 	cmake --build $(TEST_BUILD) -j$(JOBS)
 
 unit-test: test-build
@@ -38,7 +49,7 @@ unit-test: test-build
 # The tests run under user-mode QEMU, and without sanitizers: LeakSanitizer
 # cannot stop the emulated process, and UBSan takes Thumb code addresses for
 # misaligned references. The native test build keeps both.
-arm: deps
+arm:
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf-toolchain.cmake \
 		-DCMAKE_BUILD_TYPE=RelWithDebInfo
 	cmake --build $(ARM_BUILD) -j$(JOBS)
@@ -47,8 +58,8 @@ arm: deps
 arm-unit-test: arm
 	ctest --test-dir $(ARM_BUILD) --output-on-failure -j$(JOBS) -LE board
 
-# The scenarios on the board VM (tests/board/): one QEMU boot runs them all,
-# then its summary (emulation, memory, time per scenario) is shown.
+# The scenarios (tests/board/) on the simulated board (board/): one QEMU boot
+# runs them all, then its summary (emulation, memory, time per scenario) is shown.
 BOARD_SUMMARY := $(TEST_BUILD)/tests/board/vm/summary.txt
 RUN_BOARD = ctest --test-dir $(TEST_BUILD) --output-on-failure -L board; \
 	status=$$?; cat $(BOARD_SUMMARY) 2>/dev/null; exit $$status
@@ -56,12 +67,14 @@ RUN_BOARD = ctest --test-dir $(TEST_BUILD) --output-on-failure -L board; \
 board-test: test-build
 	@$(RUN_BOARD)
 
-# Native unit tests, then the same tests on ARM, then the board VM.
-test: unit-test
+# Native unit tests, then the same tests on ARM, then the board scenarios.
+test: deps
+	@$(MAKE) --no-print-directory unit-test
 	@$(MAKE) --no-print-directory arm-unit-test
 	@$(RUN_BOARD)
 
-demo: build
+demo: deps
+	@$(MAKE) --no-print-directory board-build
 	@./scripts/demo.sh $(RELEASE_BUILD)
 
 # The board VM's measurements (tests/board/measurements/) with the tool as it
@@ -69,15 +82,15 @@ demo: build
 # builds. The reports are shown on the console and kept in
 # $(RELEASE_BUILD)/board-measure/report.txt.
 .PHONY: board-measure
-board-measure: build
+board-measure: board-build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
-	tests/board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
-		$(RELEASE_BUILD)/tests/board/measure-fixtures
+	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
+		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures
 
 # Own checksums, digests and hash check against reference libraries, built as
 # the tool is; prints the figures (medians of three runs) and their ratios.
 BENCH_OPTIONS ?= --benchmark_repetitions=3 --benchmark_report_aggregates_only=true
-bench: deps
+bench:
 	cmake -S . -B $(BENCH_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF -DFPU_BUILD_BENCH=ON
 	cmake --build $(BENCH_BUILD) -j$(JOBS) --target fpu_bench
 	$(BENCH_BUILD)/bench/fpu_bench $(BENCH_OPTIONS)

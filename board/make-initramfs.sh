@@ -1,15 +1,27 @@
 #!/bin/sh
 # Builds the board VM's initramfs: the prepared modules archive followed by one
 # with busybox, dash, the mtd-utils programs the tool runs, the tool with
-# libmirel.so.1, the test bed's dftool and timerun, the guest scripts,
-# scenarios and measurements, and the fixtures (each file given, and the files
+# libmirel.so.1, the board's dftool and timerun, the guest scripts, the
+# scenarios (-s, the *.sh of that folder) or measurements (-m) to run (none
+# for an empty folder name), and the fixtures (each file given, and the files
 # directly inside each folder given, land in /fixtures; missing ones are
 # skipped). Programs take their shared libraries along, at the paths the
 # loader searches.
 #
-# Usage: make-initramfs.sh <output> <prepared dir> <build dir> [fixture]...
+# Usage: make-initramfs.sh [-s <scenario folder>] [-m <measurement folder>]
+#                          <output> <prepared dir> <build dir> [fixture]...
 set -eu
 
+scenarios=
+measurements=
+while getopts s:m: option; do
+    case $option in
+        s) scenarios=$OPTARG ;;
+        m) measurements=$OPTARG ;;
+        *) exit 2 ;;
+    esac
+done
+shift $((OPTIND - 1))
 output=$1
 prepared=$2
 build=$3
@@ -50,14 +62,14 @@ for program in $MTD_UTILS; do
 done
 cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update
-copy_program "$build/tests/board/dftool" /usr/bin/dftool
-copy_program "$build/tests/board/timerun" /usr/bin/timerun
+copy_program "$build/board/dftool" /usr/bin/dftool
+copy_program "$build/board/timerun" /usr/bin/timerun
 
 cp "$here/guest/init" "$stage/init"
 cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/demo.sh" \
     "$here/guest/measure.sh" "$stage/board/"
-cp "$here"/scenarios/*.sh "$stage/board/scenarios/"
-cp "$here"/measurements/*.sh "$stage/board/measurements/"
+[ -z "$scenarios" ] || cp "$scenarios"/*.sh "$stage/board/scenarios/"
+[ -z "$measurements" ] || cp "$measurements"/*.sh "$stage/board/measurements/"
 for fixture in "$@"; do
     if [ -d "$fixture" ]; then
         find "$fixture" -maxdepth 1 -type f -exec cp {} "$stage/fixtures/" \;

@@ -3,16 +3,21 @@
 # initramfs, runs QEMU until the guest powers itself off or the time limit
 # ends it.
 #
-# Usage: run-vm.sh scenarios|demo|measure <build dir> <output dir> [fixture]...
-#   scenarios: the console goes to <output dir>/console.log, each scenario's
-#              result to <output dir>/results/<name>.txt (first line PASS or
-#              FAIL), what ran how fast to <output dir>/summary.txt; exits
-#              non-zero when the run did not complete.
-#   demo:      the console is this terminal.
-#   measure:   the measurements of measurements/; the console, with their
-#              reports, is this terminal and <output dir>/console.log, the
-#              reports alone go to <output dir>/report.txt; exits non-zero
+# Usage: run-vm.sh scenarios <build dir> <output dir> <scenario folder> [fixture]...
+#        run-vm.sh measure <build dir> <output dir> <measurement folder> [fixture]...
+#        run-vm.sh demo <build dir> <output dir> [fixture]...
+#   scenarios: runs the *.sh of the scenario folder; the console goes to
+#              <output dir>/console.log, each scenario's result to
+#              <output dir>/results/<name>.txt (first line PASS or FAIL), what
+#              ran how fast to <output dir>/summary.txt; exits non-zero when
+#              the run did not complete.
+#   measure:   runs the *.sh of the measurement folder; the console, with
+#              their reports, is this terminal and <output dir>/console.log,
+#              the reports alone go to <output dir>/report.txt; exits non-zero
 #              when the run did not complete.
+#   demo:      the console is this terminal.
+# The fixtures (files, and the files directly inside folders) are in the
+# guest's /fixtures.
 # Environment:
 #   FPU_BOARD_CACHE      prepared kernels (default: the build's FPU_BOARD_CACHE)
 #   FPU_BOARD_KVM=1      use KVM; software emulation (TCG) otherwise, since the
@@ -30,6 +35,18 @@ build=$(cd "$2" && pwd)
 out=$3
 shift 3
 here=$(cd "$(dirname "$0")" && pwd)
+if [ ! -x "$build/board/dftool" ]; then
+    echo "run-vm.sh: $build is a build without the simulated board (FPU_BUILD_BOARD=ON)" >&2
+    exit 1
+fi
+scenarios=
+measurements=
+case $mode in
+    scenarios) scenarios=$(cd "$1" && pwd); shift ;;
+    measure) measurements=$(cd "$1" && pwd); shift ;;
+    demo) ;;
+    *) echo "run-vm.sh: no mode $mode (scenarios, measure or demo)" >&2; exit 2 ;;
+esac
 
 cache=${FPU_BOARD_CACHE:-$(sed -n 's/^FPU_BOARD_CACHE:PATH=//p' "$build/CMakeCache.txt")}
 # The measurements' firmpacks are large: they and their copy unpacked from
@@ -50,7 +67,8 @@ KERNEL_CMDLINE="console=ttyS0 quiet panic=-1 brd_id_io=1 brd_id_core=5 baseline=
 
 mkdir -p "$out"
 prepared=$("$here/prepare.sh" "$cache" "$here/kmod")
-"$here/make-initramfs.sh" "$out/initramfs.cpio" "$prepared" "$build" "$@"
+"$here/make-initramfs.sh" -s "$scenarios" -m "$measurements" "$out/initramfs.cpio" "$prepared" \
+    "$build" "$@"
 
 append="$KERNEL_CMDLINE fpu_run=$mode"
 [ -z "${FPU_BOARD_SCENARIOS:-}" ] || append="$append fpu_scenarios=$FPU_BOARD_SCENARIOS"

@@ -1,4 +1,4 @@
-#include "tests/board/dftool/records.h"
+#include "board/dftool/records.h"
 
 #include "firmpack/checksum.h"
 

@@ -12,7 +12,7 @@
 
 #include "dataflash/layout.h"
 #include "firmpack/checksum.h"
-#include "tests/board/dftool/records.h"
+#include "board/dftool/records.h"
 
 #include <algorithm>
 #include <cerrno>

@@ -1,6 +1,7 @@
 #include "firmpack/md5.h"
 
 #include "firmpack/byte_order.h"
+#include "firmpack/digest_blocks.h"
 
 #include <cstddef>
 #include <cstring>
@@ -11,11 +12,6 @@
 // The 64 steps are unrolled at compile time from the tables below.
 
 namespace {
-
-constexpr uint32_t BLOCK_SIZE = 64;
-constexpr uint32_t LENGTH_FIELD_SIZE = 8; // message length in bits, little-endian
-constexpr uint32_t LAST_PADDING_OFFSET = BLOCK_SIZE - LENGTH_FIELD_SIZE;
-constexpr uint8_t PADDING_START = 0x80;
 
 constexpr uint32_t INITIAL_STATE[4] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476};
 
@@ -89,10 +85,12 @@ template <std::size_t... Group>
     (four_steps<4 * static_cast<int>(Group)>(v[0], v[1], v[2], v[3], words), ...);
 }
 
+} // namespace
+
 // Compresses count whole blocks straight from where they lie.
-void compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
+void md5_compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
 {
-    for (; count > 0; --count, blocks += BLOCK_SIZE) {
+    for (; count > 0; --count, blocks += DIGEST_BLOCK_SIZE) {
         uint32_t words[16];
         for (int i = 0; i < 16; ++i) {
             words[i] = get_le32(blocks + 4 * i);
@@ -104,8 +102,6 @@ void compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
         }
     }
 }
-
-} // namespace
 
 void md5_init(md5_context* context)
 {
@@ -119,41 +115,24 @@ void md5_update(md5_context* context, const uint8_t* data, uint32_t length)
     if (length == 0) {
         return;
     }
-    uint32_t used = (context->bit_count[0] >> 3) % BLOCK_SIZE;
+    uint32_t used = (context->bit_count[0] >> 3) % DIGEST_BLOCK_SIZE;
     uint32_t added_bits = length << 3;
     context->bit_count[0] += added_bits;
     if (context->bit_count[0] < added_bits) {
         ++context->bit_count[1];
     }
     context->bit_count[1] += length >> 29;
-    if (used != 0) {
-        uint32_t fill = BLOCK_SIZE - used;
-        if (length < fill) {
-            memcpy(context->block + used, data, length);
-            return;
-        }
-        memcpy(context->block + used, data, fill);
-        compress_blocks(context->state, context->block, 1);
-        data += fill;
-        length -= fill;
-    }
-    compress_blocks(context->state, data, length / BLOCK_SIZE);
-    memcpy(context->block, data + (length - length % BLOCK_SIZE), length % BLOCK_SIZE);
+    digest_buffered(BLOCK_DIGEST_MD5, context->state, context->block, used, data, length);
 }
 
 void md5_final(md5_context* context, uint8_t digest[MD5_DIGEST_SIZE])
 {
-    uint32_t used = (context->bit_count[0] >> 3) % BLOCK_SIZE;
-    context->block[used++] = PADDING_START;
-    if (used > LAST_PADDING_OFFSET) {
-        memset(context->block + used, 0, BLOCK_SIZE - used);
-        compress_blocks(context->state, context->block, 1);
-        used = 0;
-    }
-    memset(context->block + used, 0, LAST_PADDING_OFFSET - used);
-    put_le32(context->block + LAST_PADDING_OFFSET, context->bit_count[0]);
-    put_le32(context->block + LAST_PADDING_OFFSET + 4, context->bit_count[1]);
-    compress_blocks(context->state, context->block, 1);
+    // The message length in bits, little-endian.
+    uint8_t length_field[DIGEST_LENGTH_FIELD_SIZE];
+    put_le32(length_field, context->bit_count[0]);
+    put_le32(length_field + 4, context->bit_count[1]);
+    digest_last_block(BLOCK_DIGEST_MD5, context->state, context->block,
+                      (context->bit_count[0] >> 3) % DIGEST_BLOCK_SIZE, length_field);
     for (int i = 0; i < 4; ++i) {
         put_le32(digest + 4 * i, context->state[i]);
     }

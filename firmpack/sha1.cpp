@@ -1,6 +1,7 @@
 #include "firmpack/sha1.h"
 
 #include "firmpack/byte_order.h"
+#include "firmpack/digest_blocks.h"
 
 #include <cstddef>
 #include <cstring>
@@ -12,11 +13,6 @@
 // a ring of 16 words, which keeps the working set in registers and L1.
 
 namespace {
-
-constexpr uint32_t BLOCK_SIZE = 64;
-constexpr uint32_t LENGTH_FIELD_SIZE = 8; // message length in bits, big-endian
-constexpr uint32_t LAST_PADDING_OFFSET = BLOCK_SIZE - LENGTH_FIELD_SIZE;
-constexpr uint8_t PADDING_START = 0x80;
 
 constexpr uint32_t INITIAL_STATE[5] = {0x67452301, 0xEFCDAB89, 0x98BADCFE, 0x10325476, 0xC3D2E1F0};
 constexpr uint32_t ROUND_CONSTANTS[4] = {0x5A827999, 0x6ED9EBA1, 0x8F1BBCDC, 0xCA62C1D6};
@@ -81,10 +77,12 @@ template <std::size_t... Group>
     (five_rounds<5 * static_cast<int>(Group)>(v[0], v[1], v[2], v[3], v[4], ring, block), ...);
 }
 
+} // namespace
+
 // Compresses count whole blocks straight from where they lie.
-void compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
+void sha1_compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
 {
-    for (; count > 0; --count, blocks += BLOCK_SIZE) {
+    for (; count > 0; --count, blocks += DIGEST_BLOCK_SIZE) {
         uint32_t ring[16];
         uint32_t v[5] = {state[0], state[1], state[2], state[3], state[4]};
         all_rounds(std::make_index_sequence<16>{}, v, ring, blocks);
@@ -93,8 +91,6 @@ void compress_blocks(uint32_t* state, const uint8_t* blocks, std::size_t count)
         }
     }
 }
-
-} // namespace
 
 void sha1_init(sha1_context* context)
 {
@@ -108,40 +104,22 @@ void sha1_update(sha1_context* context, const uint8_t* data, uint32_t length)
     if (static_cast<int32_t>(length) <= 0) {
         return;
     }
-    uint32_t used = context->byte_count[0] % BLOCK_SIZE;
+    uint32_t used = context->byte_count[0] % DIGEST_BLOCK_SIZE;
     context->byte_count[0] += length;
     if (context->byte_count[0] < length) {
         ++context->byte_count[1];
     }
-    if (used != 0) {
-        uint32_t fill = BLOCK_SIZE - used;
-        if (length < fill) {
-            memcpy(context->block + used, data, length);
-            return;
-        }
-        memcpy(context->block + used, data, fill);
-        compress_blocks(context->state, context->block, 1);
-        data += fill;
-        length -= fill;
-    }
-    compress_blocks(context->state, data, length / BLOCK_SIZE);
-    memcpy(context->block, data + (length - length % BLOCK_SIZE), length % BLOCK_SIZE);
+    digest_buffered(BLOCK_DIGEST_SHA1, context->state, context->block, used, data, length);
 }
 
 void sha1_final(sha1_context* context, uint8_t digest[SHA1_DIGEST_SIZE])
 {
-    uint32_t used = context->byte_count[0] % BLOCK_SIZE;
-    context->block[used++] = PADDING_START;
-    if (used > LAST_PADDING_OFFSET) {
-        memset(context->block + used, 0, BLOCK_SIZE - used);
-        compress_blocks(context->state, context->block, 1);
-        used = 0;
-    }
-    memset(context->block + used, 0, LAST_PADDING_OFFSET - used);
-    put_be32(context->block + LAST_PADDING_OFFSET,
-             (context->byte_count[1] << 3) | (context->byte_count[0] >> 29));
-    put_be32(context->block + LAST_PADDING_OFFSET + 4, context->byte_count[0] << 3);
-    compress_blocks(context->state, context->block, 1);
+    // The message length in bits, big-endian.
+    uint8_t length_field[DIGEST_LENGTH_FIELD_SIZE];
+    put_be32(length_field, (context->byte_count[1] << 3) | (context->byte_count[0] >> 29));
+    put_be32(length_field + 4, context->byte_count[0] << 3);
+    digest_last_block(BLOCK_DIGEST_SHA1, context->state, context->block,
+                      context->byte_count[0] % DIGEST_BLOCK_SIZE, length_field);
     for (int i = 0; i < 5; ++i) {
         put_be32(digest + 4 * i, context->state[i]);
     }

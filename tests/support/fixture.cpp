@@ -1,7 +1,6 @@
 #include "tests/support/fixture.h"
 
 #include <fstream>
-#include <iterator>
 
 #include <gtest/gtest.h>
 
@@ -10,12 +9,20 @@ std::string fixture_path(const std::string& name)
     return std::string(FPU_FIXTURE_DIR) + "/" + name;
 }
 
-std::vector<uint8_t> load_fixture(const std::string& name)
+std::vector<uint8_t> load_file(const std::string& path)
 {
-    std::ifstream file(fixture_path(name), std::ios::binary);
+    std::ifstream file(path, std::ios::binary | std::ios::ate);
     if (!file) {
-        ADD_FAILURE() << "missing fixture " << fixture_path(name);
+        ADD_FAILURE() << "missing fixture " << path;
         return {};
     }
-    return std::vector<uint8_t>(std::istreambuf_iterator<char>(file), {});
+    std::vector<uint8_t> bytes(static_cast<std::size_t>(file.tellg()));
+    file.seekg(0);
+    file.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
+    return bytes;
+}
+
+std::vector<uint8_t> load_fixture(const std::string& name)
+{
+    return load_file(fixture_path(name));
 }

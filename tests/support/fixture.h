@@ -8,4 +8,5 @@
 std::string fixture_path(const std::string& name);
 
 // The whole file; an empty vector (and a test failure) when it cannot be read.
+std::vector<uint8_t> load_file(const std::string& path);
 std::vector<uint8_t> load_fixture(const std::string& name);

@@ -10,72 +10,45 @@
 namespace {
 
 // A device-tree header whose total size claims more bytes than the file holds.
-std::string truncated_tree(uint32_t claimed_size, std::size_t actual_size)
+std::string truncated_tree(std::size_t actual_size)
 {
     std::string bytes(actual_size, '\0');
-    const unsigned char header[] = {0xd0,
-                                    0x0d,
-                                    0xfe,
-                                    0xed,
-                                    static_cast<unsigned char>(claimed_size >> 24),
-                                    static_cast<unsigned char>(claimed_size >> 16),
-                                    static_cast<unsigned char>(claimed_size >> 8),
-                                    static_cast<unsigned char>(claimed_size)};
-    bytes.replace(0, std::min(actual_size, sizeof header),
-                  reinterpret_cast<const char*>(header), std::min(actual_size, sizeof header));
+    bytes.replace(0, 8, "\xd0\x0d\xfe\xed\x00\x00\x10\x00", 8);
     return bytes;
 }
 
-int files(const std::string& os, const std::string& app, captured_output* output)
-{
-    return capture_output(output, [&] { return update_from_files(os.c_str(), app.c_str(), 0x105); });
-}
-
-TEST(FileSource, MissingOsFileStopsBeforeTheAppFile)
-{
-    temp_dir dir;
-    captured_output output;
-    int result = files(dir.path("os.img"), dir.path("app.img"), &output);
-    EXPECT_EQ(2, result);
-    EXPECT_EQ("Failed to open " + dir.path("os.img") + " : No such file or directory\n", output.err);
-    EXPECT_EQ("", output.out);
-}
-
-TEST(FileSource, EmptyAppFileStopsBeforeTheUpdate)
-{
-    temp_dir dir;
-    captured_output output;
-    int result = files(dir.write("os.img", "not a firmpack"), dir.write("app.img", ""), &output);
-    EXPECT_EQ(22, result);
-    EXPECT_EQ("Bad size: \"" + dir.path("app.img") + "\" is not valid image\n", output.err);
-    EXPECT_EQ("", output.out);
-}
-
-struct extent_case {
-    const char* name;
-    std::string os_bytes;
-    std::string app_bytes;
-    const char* corrupt; // display name in the message
+struct source_case {
+    bool os_exists;
+    std::string os;
+    std::string app;
+    int result;
+    const char* out;
+    const char* err;
 };
 
-TEST(FileSource, TreeShorterThanItsHeaderIsCorrupt)
+// The OS file is opened and checked first; display names stay as typed.
+TEST(FileSource, StopsAtTheFirstUnusableFile)
 {
     temp_dir dir;
-    ASSERT_EQ(0, chdir(dir.root.c_str())); // display names stay as typed: relative
-    const extent_case cases[] = {
-        {"os_short", truncated_tree(4096, 100), truncated_tree(64, 64), "os.img"},
-        {"app_short", truncated_tree(64, 64), truncated_tree(65, 64), "app.img"},
-        {"header_cut", truncated_tree(6, 6), truncated_tree(64, 64), "os.img"},
-        {"both_short", truncated_tree(4096, 100), truncated_tree(4096, 100), "os.img"},
+    ASSERT_EQ(0, chdir(dir.root.c_str()));
+    const source_case cases[] = {
+        {false, "", "", 2, "", "Failed to open os.img : No such file or directory\n"},
+        {true, "x", "", 22, "", "Bad size: \"app.img\" is not valid image\n"},
+        {true, truncated_tree(100), truncated_tree(100), 22,
+         "file os.img is corrupt, stopping upgrade\n", ""},
     };
-    for (const extent_case& c : cases) {
-        dir.write("os.img", c.os_bytes);
-        dir.write("app.img", c.app_bytes);
+    for (const source_case& c : cases) {
+        unlink("os.img");
+        if (c.os_exists) {
+            dir.write("os.img", c.os);
+        }
+        dir.write("app.img", c.app);
         captured_output output;
-        EXPECT_EQ(22, files("os.img", "app.img", &output)) << c.name;
-        EXPECT_EQ(std::string("file ") + c.corrupt + " is corrupt, stopping upgrade\n", output.out)
-            << c.name;
-        EXPECT_EQ("", output.err) << c.name;
+        EXPECT_EQ(c.result, capture_output(&output, [] {
+                      return update_from_files("os.img", "app.img", 0x105);
+                  }));
+        EXPECT_EQ(c.out, output.out);
+        EXPECT_EQ(c.err, output.err);
     }
     ASSERT_EQ(0, chdir("/"));
 }

@@ -1,8 +1,10 @@
-# Everything changed on a board running baseline 2 with no bootloader
-# installed: the bootloader is stored first, then root and applications
-# filesystems go into baseline 1 (rootfs1, apps1), then the filesystems'
-# administration, then the bootloader's, each utility run in that order. After
-# a restart into baseline 1 the same pair has nothing left to do.
+# The whole update on a board running baseline 2 with no bootloader installed:
+# the bootloader is stored first, then root and applications filesystems go
+# into baseline 1 (rootfs1, apps1), then the filesystems' administration, then
+# the bootloader's, each utility run in that order, every dataflash transfer on
+# the one descriptor the search opened. After a restart into baseline 1 the
+# same pair has nothing left to do; without a running baseline a changed pair
+# stops after the start banner.
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=2
 volume rootfs1 ubifs "R4.0"
 volume apps1 ubifs "R4.0"
@@ -55,6 +57,7 @@ ubimkvol /dev/ubi13 -N apps1 -m
 gunzip -cf
 ~ ubiupdatevol /dev/ubi13_0 /tmp/ubifs_[1-9]*.img
 EOF
+expect_dataflash_opens 2
 expect_dataflash <<'EOF'
 page32: ff ff ff ff ff ff ff ff ff ff
 ~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=65536 image_crc=0x* valid=1 sequence=1 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
@@ -75,6 +78,20 @@ $(pair_checked)
    Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
    Package 'apps@1        ' not changed, got 'applications R5.1'
 $(banner nothing)
+EOF
+expect_stderr <<'EOF'
+EOF
+
+cmdline console=ttyS0 brd_id_io=1 brd_id_core=5
+run firmpack-update up_os_bl11.img up_app.img
+expect_status 9
+expect_stdout <<EOF
+$(pair_checked)
+   Package 'bootloader    ' changed, got 'bootloader 2026.10', found 'bootloader 2026.11'
+   Package 'rootfs@1      ' not changed, got 'filesystem R5.1'
+   Package 'apps@1        ' not changed, got 'applications R5.1'
+$(banner start)
+Unexpected baseline to boot from:-1
 EOF
 expect_stderr <<'EOF'
 EOF

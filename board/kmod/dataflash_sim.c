@@ -6,8 +6,8 @@
  *
  * Faults, set at run time through /sys/module/dataflash_sim/parameters/. The
  * counters "reads" and "writes" number the driver's transfers from 1 and can be
- * reset by writing 0; a large transfer through /dev/mtdN may reach the driver as
- * several pieces, each counted. "opens" counts the opens of the device node.
+ * reset by writing 0; a large transfer through /dev/mtdN may reach the driver
+ * as several pieces, each counted. "opens" counts the opens of the device node.
  *   read_only=1    the device loses MTD_WRITEABLE: MEMGETINFO no longer shows
  *                  it and a read-write open is refused
  *   fail_write=n   the n-th write fails with EIO and stores nothing

@@ -78,7 +78,8 @@ static int __init nand_parts_init(void)
 	if (IS_ERR(chip))
 		return PTR_ERR(chip);
 	for (i = 0; i < ARRAY_SIZE(parts) && ret == 0; i++) {
-		ret = mtd_add_partition(chip, parts[i].name, offset, parts[i].size);
+		ret = mtd_add_partition(chip, parts[i].name, offset,
+					parts[i].size);
 		offset += parts[i].size;
 	}
 	put_mtd_device(chip);

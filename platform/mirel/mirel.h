@@ -8,10 +8,7 @@
 extern "C" {
 #endif
 
-enum {
-    MIREL_FIRMPACK_OS = 0,
-    MIREL_FIRMPACK_APP = 1
-};
+enum { MIREL_FIRMPACK_OS = 0, MIREL_FIRMPACK_APP = 1 };
 
 /* Stores in *start the first byte of the selected firmpack, complete, read-only
  * and valid until the process ends. 0 on success, any other value otherwise. */

@@ -14,11 +14,14 @@ const char* const UNKNOWN_COMPRESSION_OUTPUT =
     "\nInvalid Compression Type - valid names are: none, bzip2, gzip, lzma, lzo\n";
 
 class TreeAccess : public testing::Test {
-protected:
+  protected:
     std::vector<uint8_t> tree = load_fixture("tree_access.dtb");
     std::vector<uint8_t> os = load_fixture("os_good.fit");
 
-    int image(const char* name) { return firmpack_image_node(tree.data(), name); }
+    int image(const char* name)
+    {
+        return firmpack_image_node(tree.data(), name);
+    }
     std::string node_name(const std::vector<uint8_t>& fit, int node)
     {
         return fdt_get_name(fit.data(), node, nullptr);
@@ -155,7 +158,8 @@ TEST(NameTable, SkipsNamelessRowsAndStopsAtNegativeId)
     const name_table_entry table[] = {{7, nullptr}, {3, "alpha"}, {5, "beta"}, {-1, "gamma"}};
     EXPECT_EQ(5, name_table_lookup(table, "Greek", "BETA"));
     captured_output output;
-    int result = capture_output(&output, [&] { return name_table_lookup(table, "Greek", "gamma"); });
+    int result =
+        capture_output(&output, [&] { return name_table_lookup(table, "Greek", "gamma"); });
     EXPECT_EQ(-1, result);
     EXPECT_EQ("\nInvalid Greek Type - valid names are: alpha, beta\n", output.err);
     EXPECT_EQ(COMPRESSION_BZIP2, compression_by_name("bzip2"));

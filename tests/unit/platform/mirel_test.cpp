@@ -21,7 +21,10 @@ const char* const APP_NAME = "/fp_app.img";
 std::string tree_bytes(uint32_t claimed_size, std::size_t actual_size)
 {
     std::string bytes(actual_size, '\0');
-    const char header[] = {'\xd0', '\x0d', '\xfe', '\xed',
+    const char header[] = {'\xd0',
+                           '\x0d',
+                           '\xfe',
+                           '\xed',
                            static_cast<char>(claimed_size >> 24),
                            static_cast<char>(claimed_size >> 16),
                            static_cast<char>(claimed_size >> 8),

@@ -13,11 +13,6 @@
 
 namespace {
 
-// The partition layout this tool installs; any other is left to the boot loader.
-constexpr int CURRENT_PARTITIONING = 2;
-constexpr const char* PARTITION_ID_PREFIX = "partition ID";
-constexpr uint32_t PARTITION_ID_MAX_SIZE = 5;
-
 // The decimal layout number at the start of the partition ID data, which holds
 // at most five bytes and need not be terminated.
 int parse_partition_id(const uint8_t* data, uint32_t size)
@@ -51,9 +46,10 @@ int find_board_configuration(firmpack_pair* pair)
 // A new-style firmpack for the current partitioning carries a filesystem
 // package and an FDT package that says "partition ID" 2; anything else is a
 // legacy firmpack, which the boot loader installs itself.
-pair_verdict check_partition_id(const firmpack_pair* pair, int* result)
+pair_verdict check_partition_id(firmpack_pair* pair, int* result)
 {
     if (firmpack_config_filesystem(pair->os_fit, pair->config) < 0) {
+        pair->legacy = LEGACY_NO_FILESYSTEM;
         return PAIR_LEGACY;
     }
     const char* description = nullptr;
@@ -65,6 +61,7 @@ pair_verdict check_partition_id(const firmpack_pair* pair, int* result)
     if (strncmp(description, PARTITION_ID_PREFIX, strlen(PARTITION_ID_PREFIX)) != 0) {
         printf("   -> Firmpack does not contain a partition ID field . Firmpack is a legacy "
                "firmpack!\n");
+        pair->legacy = LEGACY_NO_PARTITION_ID;
         return PAIR_LEGACY;
     }
     const uint8_t* data = nullptr;
@@ -78,13 +75,15 @@ pair_verdict check_partition_id(const firmpack_pair* pair, int* result)
         printf("ERROR: partition ID field length zero or longer than 5 digits???? Assuming "
                "Firmpack is a legacy firmpack! (len:%i)\n",
                static_cast<int>(size));
+        pair->legacy = LEGACY_PARTITION_ID_LENGTH;
         return PAIR_LEGACY;
     }
-    int partition_id = parse_partition_id(data, size);
-    if (partition_id != CURRENT_PARTITIONING) {
+    pair->partition_id = parse_partition_id(data, size);
+    if (pair->partition_id != CURRENT_PARTITIONING) {
         printf("   -> Firmpack partition IDs does not match current partitioning. Make the "
                "bootloader handle the update!(curr:%i, fp:%i)\n",
-               CURRENT_PARTITIONING, partition_id);
+               CURRENT_PARTITIONING, pair->partition_id);
+        pair->legacy = LEGACY_OTHER_PARTITIONING;
         return PAIR_LEGACY;
     }
     return PAIR_ACCEPTED;
@@ -132,6 +131,8 @@ int check_pair_integrity(const firmpack_pair* pair)
 
 pair_verdict check_pair_acceptance(firmpack_pair* pair, int* result)
 {
+    pair->partition_id = -1;
+    pair->legacy = LEGACY_NONE;
     *result = find_board_configuration(pair);
     if (*result != 0) {
         return PAIR_REFUSED;

@@ -6,6 +6,21 @@
 
 #include <cstdint>
 
+// The FDT package of a firmpack for the current partitioning: its description
+// begins with this prefix, its data with this number in at most five bytes.
+inline constexpr const char* PARTITION_ID_PREFIX = "partition ID";
+inline constexpr int CURRENT_PARTITIONING = 2;
+inline constexpr uint32_t PARTITION_ID_MAX_SIZE = 5;
+
+// Why a pair is legacy.
+enum legacy_reason : int {
+    LEGACY_NONE,
+    LEGACY_NO_FILESYSTEM,       // the board's configuration names no filesystem package
+    LEGACY_NO_PARTITION_ID,     // the FDT package's description is no partition ID
+    LEGACY_PARTITION_ID_LENGTH, // partition ID data of no bytes or more than five
+    LEGACY_OTHER_PARTITIONING,  // a partition ID other than the current one
+};
+
 // A pair as the checks find it. Every text points into the firmpacks, which
 // stay mapped for the whole run.
 struct firmpack_pair {
@@ -15,8 +30,10 @@ struct firmpack_pair {
     const char* app_display_name;
     uint32_t board_id;
 
-    int config;    // the board's configuration in the OS firmpack
-    int fdt_image; // its FDT package, which carries the partition ID
+    int config;           // the board's configuration in the OS firmpack
+    int fdt_image;        // its FDT package, which carries the partition ID
+    int partition_id;     // -1 until it is read
+    legacy_reason legacy; // LEGACY_NONE unless the verdict is legacy
 
     const char* bootloader_name;
     const char* os_filesystem_name;

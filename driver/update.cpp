@@ -21,8 +21,6 @@ constexpr uint32_t WORK_BUFFER_SIZE = DATAFLASH_SIZE;
 
 constexpr const char* ROOT_VERSION_FILE = "/version";
 constexpr const char* APPS_VERSION_FILE = "/mnt/apps/version";
-constexpr const char* ROOT_LABEL = "filesystem";
-constexpr const char* APPS_LABEL = "applications";
 constexpr const char* KEY_BASELINE = "baseline";
 
 constexpr const char* BANNER_RULE = "   --------------------------------------";
@@ -63,7 +61,7 @@ int check_changes(update_work* work)
     }
     result =
         check_update_required(work->pair.os_filesystem_description, work->pair.os_filesystem_name,
-                              &work->rootfs_changed, ROOT_VERSION_FILE, ROOT_LABEL, 0);
+                              &work->rootfs_changed, ROOT_VERSION_FILE, ROOTFS_LABEL, 0);
     if (result != 0) {
         return result;
     }
@@ -111,8 +109,8 @@ int install_filesystems(update_work* work)
 {
     printf("## Preparing root and applications filesystems...\n");
     snprintf(work->text, sizeof work->text, "rootfs%i", work->updating_baseline);
-    int result =
-        store_fs_in_flash(work->pair.os_fit, work->pair.os_filesystem_name, work->text, ROOT_LABEL);
+    int result = store_fs_in_flash(work->pair.os_fit, work->pair.os_filesystem_name, work->text,
+                                   ROOTFS_LABEL);
     if (result != 0) {
         return result;
     }

@@ -199,6 +199,16 @@ int compression_by_name(const char* name)
     return name_table_lookup(compression_table, COMPRESSION_TITLE, name);
 }
 
+const char* compression_name(uint8_t code)
+{
+    for (const name_table_entry* row = compression_table; row->id >= 0; ++row) {
+        if (row->id == code) {
+            return row->name;
+        }
+    }
+    return nullptr;
+}
+
 int name_table_lookup(const name_table_entry* table, const char* title, const char* name)
 {
     for (const name_table_entry* row = table; row->id >= 0; ++row) {

@@ -78,6 +78,9 @@ struct name_table_entry {
 // Id of a compression name, or -1 after the table's error output.
 [[nodiscard]] int compression_by_name(const char* name);
 
+// The short name of a compression code, or null for a code not in the table.
+[[nodiscard]] const char* compression_name(uint8_t code);
+
 // Id of the first row whose short name equals name, ignoring case; otherwise
 // -1 after listing the valid names on standard error.
 [[nodiscard]] int name_table_lookup(const name_table_entry* table, const char* title,

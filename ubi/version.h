@@ -27,3 +27,8 @@ using version_text = std::array<char, VERSION_TEXT_SIZE>;
 [[nodiscard]] int check_update_required(const char* description, const char* package_name,
                                         uint32_t* update_required, const char* version_file,
                                         const char* label, int verify);
+
+// The labels in front of the version text in a filesystem package's
+// description: "<label> <text of the filesystem's version file>".
+inline constexpr const char* ROOTFS_LABEL = "filesystem";
+inline constexpr const char* APPS_LABEL = "applications";

@@ -1,0 +1,72 @@
+// Host-side check of a firmpack pair: what the tool on the board would decide
+// for each board, and the traps the pair would meet later, as findings.
+#pragma once
+
+#include "driver/acceptance.h"
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+enum check_verdict : int {
+    CHECK_INSTALLABLE = 0,
+    CHECK_REFUSED = 1,
+    CHECK_LEGACY = 2,   // the tool hands the pair to the boot loader
+    CHECK_WARNINGS = 3, // installable, but something would fail or misbehave later
+};
+
+enum package_role : int { PACKAGE_BOOTLOADER, PACKAGE_ROOTFS, PACKAGE_APPS, PACKAGE_ROLES };
+
+// What the board holds, as far as it is known: the bootloader record's
+// description and the texts of the root and applications version files.
+struct installed_state {
+    bool known;
+    std::string bootloader;
+    std::string rootfs;
+    std::string apps;
+};
+
+inline constexpr int UPDATE_UNKNOWN = -1;
+
+struct package_finding {
+    const char* name;
+    const char* description;
+    uint8_t compression;
+    uint32_t size;
+    int update; // 1 would be updated, 0 unchanged, UPDATE_UNKNOWN
+};
+
+struct board_finding {
+    uint32_t board_id;
+    pair_verdict verdict;
+    int result; // the tool's result for a refusal
+    int partition_id;
+    legacy_reason legacy;
+    bool has_packages;
+    std::array<package_finding, PACKAGE_ROLES> packages;
+};
+
+struct pair_check {
+    const uint8_t* os_fit;
+    const uint8_t* app_fit;
+    const char* os_name;
+    const char* app_name;
+    bool intact; // both firmpacks pass the tool's hash check
+    std::vector<board_finding> boards;
+    std::vector<std::string> warnings;
+};
+
+// Runs the tool's checks on a pair whose firmpacks passed the extent and
+// structure checks, printing the tool's own lines: the hashes of both, then
+// for each board (every board of the OS firmpack when board_ids is empty) the
+// acceptance checks and the packages. Adds the warnings of check/rules.h.
+void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
+                const installed_state& installed);
+
+// The verdict on the whole pair: the worst of its boards, refused when it has
+// none, and installable with warnings when there are any.
+[[nodiscard]] check_verdict pair_verdict_of(const pair_check& check);
+
+// The ids of the boards that a firmpack has configurations for, "board_0x<hex>".
+[[nodiscard]] std::vector<uint32_t> firmpack_board_ids(const uint8_t* fit);

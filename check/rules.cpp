@@ -1,0 +1,216 @@
+#include "check/rules.h"
+
+#include "dataflash/layout.h"
+#include "dataflash/record.h"
+#include "firmpack/byte_order.h"
+#include "firmpack/fit.h"
+#include "firmpack/verify.h"
+#include "ubi/version.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <libfdt.h>
+#include <zlib.h>
+
+namespace {
+
+constexpr const char* HASH_NODE_PREFIX = "hash";
+constexpr std::size_t STORED_DESCRIPTION_MAX = bootloader_admin_record::DESCRIPTION_SIZE - 1;
+// Every UBIFS image starts with a node header whose first field is this magic,
+// stored little-endian.
+constexpr uint32_t UBIFS_NODE_MAGIC = 0x06101831;
+constexpr uint32_t UBIFS_MAGIC_SIZE = 4;
+constexpr int GZIP_WINDOW_BITS = 16 + MAX_WBITS; // a gzip header, not a raw zlib one
+
+std::string format(const char* pattern, ...) __attribute__((format(printf, 1, 2)));
+
+std::string format(const char* pattern, ...)
+{
+    va_list arguments;
+    va_start(arguments, pattern);
+    char text[1024];
+    vsnprintf(text, sizeof text, pattern, arguments);
+    va_end(arguments);
+    return text;
+}
+
+// Boards that share a package share its warnings: each is given once.
+void add_warning(std::vector<std::string>* warnings, const std::string& text)
+{
+    if (std::find(warnings->begin(), warnings->end(), text) == warnings->end()) {
+        warnings->push_back(text);
+    }
+}
+
+// Lower case, blanks left out: how a person reads a label.
+std::string loosely(const char* text)
+{
+    std::string folded;
+    for (const char* c = text; *c != '\0'; ++c) {
+        if (!isspace(static_cast<unsigned char>(*c))) {
+            folded += static_cast<char>(tolower(static_cast<unsigned char>(*c)));
+        }
+    }
+    return folded;
+}
+
+bool has_outer_space(const std::string& text)
+{
+    return !text.empty() && (isspace(static_cast<unsigned char>(text.front())) ||
+                             isspace(static_cast<unsigned char>(text.back())));
+}
+
+// The first bytes of a package's content: as stored, or gunzipped. False when
+// the gzip stream does not give them.
+bool content_start(const package_finding& package, const uint8_t* data, uint8_t* start,
+                   uint32_t count)
+{
+    if (package.compression != COMPRESSION_GZIP) {
+        if (package.size < count) {
+            return false;
+        }
+        memcpy(start, data, count);
+        return true;
+    }
+    z_stream stream{};
+    if (inflateInit2(&stream, GZIP_WINDOW_BITS) != Z_OK) {
+        return false;
+    }
+    stream.next_in = const_cast<uint8_t*>(data);
+    stream.avail_in = package.size;
+    stream.next_out = start;
+    stream.avail_out = count;
+    int status = Z_OK;
+    while (stream.avail_out > 0 && status == Z_OK) {
+        status = inflate(&stream, Z_NO_FLUSH);
+    }
+    inflateEnd(&stream);
+    return stream.avail_out == 0;
+}
+
+void warn_filesystem(const uint8_t* fit, const package_finding& package, const char* label,
+                     std::vector<std::string>* warnings)
+{
+    const std::string description = package.description;
+    const std::string expected_start = std::string(label) + " ";
+    if (description.rfind(expected_start, 0) != 0 || description.size() == expected_start.size() ||
+        has_outer_space(description)) {
+        add_warning(warnings, format("package '%s' is described as '%s', not as '%s "
+                                     "<version>': its check against the version file "
+                                     "fails after the volume was written",
+                                     package.name, package.description, label));
+    }
+    if (package.compression != COMPRESSION_NONE && package.compression != COMPRESSION_GZIP) {
+        add_warning(warnings, format("package '%s' has a compression other than none or "
+                                     "gzip: the tool refuses to install it",
+                                     package.name));
+        return;
+    }
+    const uint8_t* data = nullptr;
+    uint32_t size = 0;
+    (void)firmpack_get_data(fit, firmpack_image_node(fit, package.name), &data, &size);
+    uint8_t start[UBIFS_MAGIC_SIZE];
+    if (!content_start(package, data, start, sizeof start) || get_le32(start) != UBIFS_NODE_MAGIC) {
+        add_warning(warnings,
+                    format("package '%s' is not a UBIFS image%s: the volume "
+                           "written from it does not mount",
+                           package.name,
+                           package.compression == COMPRESSION_GZIP ? " once gunzipped" : ""));
+    }
+}
+
+void warn_bootloader(const package_finding& package, std::vector<std::string>* warnings)
+{
+    if (package.size > BOOTLOADER_IMAGE_AREA_SIZE) {
+        add_warning(warnings, format("bootloader package '%s' holds %u bytes, more than "
+                                     "its image area of %u: the tool refuses it",
+                                     package.name, package.size, BOOTLOADER_IMAGE_AREA_SIZE));
+    }
+    if (strlen(package.description) > STORED_DESCRIPTION_MAX) {
+        add_warning(warnings, format("the description of bootloader package '%s' is "
+                                     "longer than the %zu characters its record keeps: "
+                                     "every run takes it for changed and installs it",
+                                     package.name, STORED_DESCRIPTION_MAX));
+    }
+}
+
+} // namespace
+
+void warn_unsupported_hashes(const uint8_t* fit, const char* name,
+                             std::vector<std::string>* warnings)
+{
+    const int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
+    int image = 0;
+    fdt_for_each_subnode(image, fit, images)
+    {
+        int hash = 0;
+        fdt_for_each_subnode(hash, fit, image)
+        {
+            const char* node = fdt_get_name(fit, hash, nullptr);
+            const char* algo = nullptr;
+            uint8_t digest[HASH_MAX_SIZE];
+            int length = 0;
+            if (strncmp(node, HASH_NODE_PREFIX, strlen(HASH_NODE_PREFIX)) != 0 ||
+                firmpack_get_string(fit, hash, "algo", &algo) != 0 ||
+                firmpack_calc_hash(digest, 0, algo, digest, &length) == 0) {
+                continue;
+            }
+            add_warning(warnings, format("%s: hash node '%s' of image '%s' uses %s, which the tool "
+                                         "does not compute (crc32, sha1, md5): it refuses the "
+                                         "firmpack",
+                                         name, node, fdt_get_name(fit, image, nullptr), algo));
+        }
+    }
+}
+
+void warn_unmatched_boards(const pair_check& check, std::vector<std::string>* warnings)
+{
+    const std::vector<uint32_t> os_boards = firmpack_board_ids(check.os_fit);
+    const std::vector<uint32_t> app_boards = firmpack_board_ids(check.app_fit);
+    for (uint32_t board : app_boards) {
+        if (std::find(os_boards.begin(), os_boards.end(), board) == os_boards.end()) {
+            add_warning(warnings, format("board 0x%04x is defined in %s but not in %s", board,
+                                         check.app_name, check.os_name));
+        }
+    }
+    for (uint32_t board : os_boards) {
+        if (std::find(app_boards.begin(), app_boards.end(), board) == app_boards.end()) {
+            add_warning(warnings, format("board 0x%04x is defined in %s but not in %s", board,
+                                         check.os_name, check.app_name));
+        }
+    }
+}
+
+void warn_partition_id_lookalike(const pair_check& check, const board_finding& board,
+                                 std::vector<std::string>* warnings)
+{
+    if (board.legacy != LEGACY_NO_PARTITION_ID) {
+        return;
+    }
+    const int config = firmpack_board_config(check.os_fit, board.board_id);
+    const int fdt = firmpack_config_fdt(check.os_fit, config);
+    const char* description = nullptr;
+    if (firmpack_get_description(check.os_fit, fdt, &description) == 0 &&
+        loosely(description).rfind(loosely(PARTITION_ID_PREFIX), 0) == 0) {
+        add_warning(warnings, format("FDT package '%s' is described as '%s', which differs from "
+                                     "'%s' only in letter case or blanks: the tool takes the pair "
+                                     "for a legacy pair, erases the Linux update administration "
+                                     "and leaves the update to the boot loader",
+                                     fdt_get_name(check.os_fit, fdt, nullptr), description,
+                                     PARTITION_ID_PREFIX));
+    }
+}
+
+void warn_packages(const pair_check& check, const board_finding& board,
+                   std::vector<std::string>* warnings)
+{
+    if (!board.has_packages) {
+        return;
+    }
+    warn_bootloader(board.packages[PACKAGE_BOOTLOADER], warnings);
+    warn_filesystem(check.os_fit, board.packages[PACKAGE_ROOTFS], ROOTFS_LABEL, warnings);
+    warn_filesystem(check.app_fit, board.packages[PACKAGE_APPS], APPS_LABEL, warnings);
+}

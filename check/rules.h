@@ -1,0 +1,21 @@
+// The traps that the tool's acceptance checks let through, or that surprise on
+// the board: each rule adds a warning text that says what would happen.
+#pragma once
+
+#include "check/check.h"
+
+// Hash records with an algorithm the tool does not compute.
+void warn_unsupported_hashes(const uint8_t* fit, const char* name,
+                             std::vector<std::string>* warnings);
+
+// Boards that one firmpack defines and the other does not.
+void warn_unmatched_boards(const pair_check& check, std::vector<std::string>* warnings);
+
+// An FDT package described as the partition ID in other letter case or blanks.
+void warn_partition_id_lookalike(const pair_check& check, const board_finding& board,
+                                 std::vector<std::string>* warnings);
+
+// The packages of an accepted board: filesystem descriptions, compression and
+// content, and the bootloader's size and description.
+void warn_packages(const pair_check& check, const board_finding& board,
+                   std::vector<std::string>* warnings);

@@ -72,19 +72,39 @@ quote() {
     printf '%s' "$1" | sed -e 's/[\\&|]/\\&/g'
 }
 
-# firmpack <template> <output> <FDT package description>
+# set <file> <line as the example has it> <the line with the setting>: every
+# setting replaces one line of the annotated example, which must be there.
+set_line() {
+    line=$(grep -nxF "$2" "$1" | cut -d: -f1)
+    case $line in
+    '' | *[!0-9]*) echo "build-pair.sh: $1 lacks the one line: $2" >&2; exit 1 ;;
+    esac
+    sed -i "${line}s|.*|$(quote "$3")|" "$1"
+}
+
+# firmpack <example> <output> <FDT package description>
 firmpack() {
-    sed -e "s|@OS_VERSION@|$(quote "$OS_VERSION")|g" \
-        -e "s|@APP_NAME@|$(quote "$APP_NAME")|g" \
-        -e "s|@ROOTFS_VERSION@|$(quote "$ROOTFS_VERSION")|g" \
-        -e "s|@APPS_VERSION@|$(quote "$APPS_VERSION")|g" \
-        -e "s|@BOOTLOADER_VERSION@|$(quote "$BOOTLOADER_VERSION")|g" \
-        -e "s|@PARTITION_ID@|$(quote "$PARTITION_ID")|g" \
-        -e "s|@FDT_DESCRIPTION@|$(quote "$3")|g" \
-        "$here/$1" > "$work/$1"
+    its=$work/$1
+    cp "$here/$1" "$its"
+    case $1 in
+    os.its)
+        set_line "$its" '	description = "R5.1";' "	description = \"$OS_VERSION\";"
+        set_line "$its" '			description = "bootloader 2026.10";' \
+            "			description = \"bootloader $BOOTLOADER_VERSION\";"
+        set_line "$its" '			description = "filesystem R5.1";' \
+            "			description = \"filesystem $ROOTFS_VERSION\";"
+        set_line "$its" '			description = "partition ID";' "			description = \"$3\";"
+        set_line "$its" '			data = "2";' "			data = \"$PARTITION_ID\";"
+        ;;
+    app.its)
+        set_line "$its" '	description = "apps:R5.1";' "	description = \"$APP_NAME:$OS_VERSION\";"
+        set_line "$its" '			description = "applications R5.1";' \
+            "			description = \"applications $APPS_VERSION\";"
+        ;;
+    esac
     # mkimage warns about unit addresses on every run: show its words only
     # when it fails.
-    if ! mkimage -q -D "-I dts -O dtb -q" -f "$work/$1" "$2" 2> "$work/mkimage.log"; then
+    if ! mkimage -q -D "-I dts -O dtb -q" -f "$its" "$2" 2> "$work/mkimage.log"; then
         cat "$work/mkimage.log" >&2
         exit 1
     fi

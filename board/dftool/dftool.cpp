@@ -7,6 +7,7 @@
 //   dftool page32 <text>                  the text's bytes at the page-32 administration
 //   dftool dump                           both administrations and page 32
 //   dftool next <board id>                what the boot loader starts next
+//   dftool area <offset>                  the area of the layout at that offset
 //
 // The dataflash is the first of /dev/mtd1, /dev/mtd2, ... of type
 // MTD_DATAFLASH. Record fields and their defaults: see records.h.
@@ -306,11 +307,45 @@ int next_start(const char* board_id_text)
     return 0;
 }
 
+// The area of the dataflash layout that holds the byte at the offset.
+int name_area(const char* offset_text)
+{
+    struct area {
+        uint32_t start;
+        const char* name;
+    };
+    constexpr area AREAS[] = {{0, "elsewhere"},
+                              {PAGE32_ADMIN_OFFSET, "page 32"},
+                              {PAGE32_ADMIN_OFFSET + DATAFLASH_PAGE_SIZE, "elsewhere"},
+                              {BOOTLOADER_ADMIN_OFFSET, "bootloader slot 0"},
+                              {BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE, "bootloader slot 1"},
+                              {BOOTLOADER_IMAGE_OFFSET_0, "bootloader image 0"},
+                              {BOOTLOADER_IMAGE_OFFSET_1, "bootloader image 1"},
+                              {LINUX_ADMIN_OFFSET, "Linux slot 1"},
+                              {LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE, "Linux slot 2"},
+                              {LINUX_ADMIN_OFFSET + ADMIN_AREA_SIZE, "elsewhere"},
+                              {DATAFLASH_SIZE, "outside"}};
+    char* end = nullptr;
+    errno = 0;
+    unsigned long offset = strtoul(offset_text, &end, 0);
+    if (*offset_text == '\0' || *end != '\0' || errno != 0) {
+        return bad_word(std::string("offset ") + offset_text);
+    }
+    const char* name = AREAS[0].name;
+    for (const area& a : AREAS) {
+        if (a.start <= offset) {
+            name = a.name;
+        }
+    }
+    printf("%s\n", name);
+    return 0;
+}
+
 int usage()
 {
     fprintf(stderr, "usage: dftool probe | erase | dump | linux <baseline> [field=value]... |"
                     " bootloader <slot> [image=<file>] [field=value]... | page32 <text> |"
-                    " next <board id>\n");
+                    " next <board id> | area <offset>\n");
     return 2;
 }
 
@@ -331,6 +366,9 @@ int main(int argc, char** argv)
     }
     if (argc >= 3 && command == "linux") {
         return write_linux(parse_index(argv[2]), words);
+    }
+    if (argc == 3 && command == "area") {
+        return name_area(argv[2]);
     }
     if (argc == 3 && command == "next") {
         return next_start(argv[2]);

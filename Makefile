@@ -92,14 +92,15 @@ preflight:
 	@$(PREFLIGHT) preflight $(RELEASE_BUILD)
 
 # The board VM's measurements (tests/board/measurements/) with the tool as it
-# goes onto a board, and their own large firmpacks, which only this target
-# builds. The reports are shown on the console and kept in
-# $(RELEASE_BUILD)/board-measure/report.txt.
+# goes onto a board, their own large firmpacks, which only this target
+# builds, and the sample pair. The reports are shown on the console and kept
+# in $(RELEASE_BUILD)/board-measure/report.txt.
 .PHONY: board-measure
 board-measure: board-build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
 	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
-		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures
+		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures \
+		$(RELEASE_BUILD)/examples/pair
 
 # Own checksums, digests and hash check against reference libraries, built as
 # the tool is; prints the figures (medians of three runs) and their ratios.

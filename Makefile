@@ -1,7 +1,8 @@
 # The two commands of the README: `make test` and `make demo`. Both install the
-# Debian packages they need first (scripts/install-deps.sh); `make deps` does
-# that alone. No other target installs anything (the simulated board fetches
-# Debian's kernel packages into its cache, unpacked, not installed).
+# Debian packages they need first (scripts/install-deps.sh), as `make preflight`
+# does; `make deps` does that alone. No other target installs anything (the
+# simulated board fetches Debian's kernel packages into its cache, unpacked,
+# not installed).
 
 BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test
@@ -13,7 +14,7 @@ JOBS ?= $(shell nproc)
 BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 
 .PHONY: all deps build board-build test-build test unit-test arm arm-unit-test board-test demo \
-	bench fuzz clean
+	preflight bench fuzz clean
 
 all: build
 
@@ -77,15 +78,29 @@ demo: deps
 	@$(MAKE) --no-print-directory board-build
 	@./scripts/demo.sh $(RELEASE_BUILD)
 
+# A pair of one's own on the simulated board, as the demo runs the sample pair:
+#   make preflight OS=<fp_os.img> APP=<fp_app.img> [BOARD=0x105] [BASELINE=1]
+#                  [FROM_OS=<fp_os.img> FROM_APP=<fp_app.img>]
+# (scripts/preflight.sh). The settings are checked before anything is built;
+# the exit status is the tool's on the pair.
+PREFLIGHT = OS='$(OS)' APP='$(APP)' BOARD='$(BOARD)' BASELINE='$(BASELINE)' \
+	FROM_OS='$(FROM_OS)' FROM_APP='$(FROM_APP)' ./scripts/preflight.sh
+preflight:
+	@$(PREFLIGHT) check
+	@$(MAKE) --no-print-directory deps
+	@$(MAKE) --no-print-directory board-build
+	@$(PREFLIGHT) preflight $(RELEASE_BUILD)
+
 # The board VM's measurements (tests/board/measurements/) with the tool as it
-# goes onto a board, and their own large firmpacks, which only this target
-# builds. The reports are shown on the console and kept in
-# $(RELEASE_BUILD)/board-measure/report.txt.
+# goes onto a board, their own large firmpacks, which only this target
+# builds, and the sample pair. The reports are shown on the console and kept
+# in $(RELEASE_BUILD)/board-measure/report.txt.
 .PHONY: board-measure
 board-measure: board-build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
 	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
-		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures
+		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures \
+		$(RELEASE_BUILD)/examples/pair
 
 # Own checksums, digests and hash check against reference libraries, built as
 # the tool is; prints the figures (medians of three runs) and their ratios.

@@ -66,7 +66,7 @@ copy_program "$build/board/dftool" /usr/bin/dftool
 copy_program "$build/board/timerun" /usr/bin/timerun
 
 cp "$here/guest/init" "$stage/init"
-cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/demo.sh" \
+cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/preflight.sh" \
     "$here/guest/measure.sh" "$stage/board/"
 [ -z "$scenarios" ] || cp "$scenarios"/*.sh "$stage/board/scenarios/"
 [ -z "$measurements" ] || cp "$measurements"/*.sh "$stage/board/measurements/"

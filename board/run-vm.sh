@@ -5,7 +5,7 @@
 #
 # Usage: run-vm.sh scenarios <build dir> <output dir> <scenario folder> [fixture]...
 #        run-vm.sh measure <build dir> <output dir> <measurement folder> [fixture]...
-#        run-vm.sh demo <build dir> <output dir> [fixture]...
+#        run-vm.sh demo|preflight <build dir> <output dir> [fixture]...
 #   scenarios: runs the *.sh of the scenario folder; the console goes to
 #              <output dir>/console.log, each scenario's result to
 #              <output dir>/results/<name>.txt (first line PASS or FAIL), what
@@ -15,7 +15,9 @@
 #              their reports, is this terminal and <output dir>/console.log,
 #              the reports alone go to <output dir>/report.txt; exits non-zero
 #              when the run did not complete.
-#   demo:      the console is this terminal.
+#   demo, preflight: the console is this terminal (board/guest/preflight.sh);
+#              what the guest writes to its second serial port goes to
+#              <output dir>/results.raw.
 # The fixtures (files, and the files directly inside folders) are in the
 # guest's /fixtures.
 # Environment:
@@ -28,6 +30,8 @@
 #                        to measure)
 #   FPU_BOARD_SCENARIOS  comma-separated scenario names to run (default all)
 #   FPU_BOARD_MEASUREMENTS  comma-separated measurement names (default all)
+#   FPU_BOARD_PARAMS     more kernel parameters for the guest's scripts
+#                        (fpu_<name>=<value> words, which reach them as variables)
 set -eu
 
 mode=$1
@@ -44,8 +48,8 @@ measurements=
 case $mode in
     scenarios) scenarios=$(cd "$1" && pwd); shift ;;
     measure) measurements=$(cd "$1" && pwd); shift ;;
-    demo) ;;
-    *) echo "run-vm.sh: no mode $mode (scenarios, measure or demo)" >&2; exit 2 ;;
+    demo | preflight) ;;
+    *) echo "run-vm.sh: no mode $mode (scenarios, measure, demo or preflight)" >&2; exit 2 ;;
 esac
 
 cache=${FPU_BOARD_CACHE:-$(sed -n 's/^FPU_BOARD_CACHE:PATH=//p' "$build/CMakeCache.txt")}
@@ -73,8 +77,9 @@ prepared=$("$here/prepare.sh" "$cache" "$here/kmod")
 append="$KERNEL_CMDLINE fpu_run=$mode"
 [ -z "${FPU_BOARD_SCENARIOS:-}" ] || append="$append fpu_scenarios=$FPU_BOARD_SCENARIOS"
 [ -z "${FPU_BOARD_MEASUREMENTS:-}" ] || append="$append fpu_measurements=$FPU_BOARD_MEASUREMENTS"
+[ -z "${FPU_BOARD_PARAMS:-}" ] || append="$append $FPU_BOARD_PARAMS"
 case $mode in
-    demo) console="-serial stdio" ;;
+    demo | preflight) console="-serial stdio" ;;
     measure) console="-chardev stdio,id=console,logfile=$out/console.log -serial chardev:console" ;;
     *) console="-serial file:$out/console.log" ;;
 esac
@@ -94,7 +99,7 @@ touch "$out/results.raw" "$out/console.log" # when QEMU did not start at all
 if [ "$status" -eq 124 ]; then
     echo "Board VM: stopped after the time limit of $time_limit s"
 fi
-[ "$mode" = demo ] && exit "$status"
+case $mode in demo | preflight) exit "$status" ;; esac
 if [ "$mode" = measure ]; then
     tr -d '\r' < "$out/results.raw" | grep -v '^=== done ' > "$out/report.txt" || true
     if ! tr -d '\r' < "$out/results.raw" | grep -q '^=== done '; then

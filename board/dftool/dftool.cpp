@@ -6,6 +6,8 @@
 //   dftool bootloader <slot> [image=<file>] [field=value]...
 //   dftool page32 <text>                  the text's bytes at the page-32 administration
 //   dftool dump                           both administrations and page 32
+//   dftool next <board id>                what the boot loader starts next
+//   dftool area <offset>                  the area of the layout at that offset
 //
 // The dataflash is the first of /dev/mtd1, /dev/mtd2, ... of type
 // MTD_DATAFLASH. Record fields and their defaults: see records.h.
@@ -196,6 +198,16 @@ int write_page32(const std::string& text)
     return transfer(true, bytes.data(), PAGE32_ADMIN_OFFSET, static_cast<uint32_t>(bytes.size()));
 }
 
+const uint8_t* bootloader_slot(const std::vector<uint8_t>& flash, int slot)
+{
+    return flash.data() + BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * slot;
+}
+
+const uint8_t* linux_slot(const std::vector<uint8_t>& flash, int baseline)
+{
+    return flash.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
+}
+
 std::string image_status(const std::vector<uint8_t>& flash, const uint8_t* record)
 {
     uint64_t offset = bootloader_image_offset(record);
@@ -224,22 +236,116 @@ int dump()
     }
     printf("\n");
     for (int slot = 0; slot < 2; ++slot) {
-        const uint8_t* record = flash.data() + BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * slot;
+        const uint8_t* record = bootloader_slot(flash, slot);
         printf("bootloader %d: %s\n", slot,
                describe_bootloader_record(record, image_status(flash, record)).c_str());
     }
     for (int baseline = 1; baseline <= 2; ++baseline) {
-        const uint8_t* record =
-            flash.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
+        const uint8_t* record = linux_slot(flash, baseline);
         printf("linux %d: %s\n", baseline, describe_linux_record(record).c_str());
     }
+    return 0;
+}
+
+// A bootloader record the boot loader would start: it counts, and its image
+// lies inside the image areas and has the record's CRC.
+bool bootloader_startable(const std::vector<uint8_t>& flash, const uint8_t* record)
+{
+    uint64_t end = uint64_t{bootloader_image_offset(record)} + bootloader_image_length(record);
+    return bootloader_record_counts(record) &&
+           bootloader_image_offset(record) >= BOOTLOADER_IMAGE_OFFSET_0 &&
+           end < LINUX_ADMIN_OFFSET && image_status(flash, record) == "ok";
+}
+
+// What the boot loader starts at the next start, as the board models it: the
+// startable bootloader record with the highest sequence (slot 0 on a tie),
+// and the baseline of the Linux record with the highest sequence among those
+// that count for the board (baseline 1 on a tie); "none" where there is none.
+int next_start(const char* board_id_text)
+{
+    char* end = nullptr;
+    errno = 0;
+    unsigned long board_id = strtoul(board_id_text, &end, 0);
+    if (*board_id_text == '\0' || *end != '\0' || errno != 0 || board_id > UINT32_MAX) {
+        return bad_word(std::string("board id ") + board_id_text);
+    }
+    std::vector<uint8_t> flash(DATAFLASH_SIZE);
+    if (transfer(false, flash.data(), 0, DATAFLASH_SIZE) != 0) {
+        return 1;
+    }
+    int slot = -1;
+    for (int candidate = 0; candidate < 2; ++candidate) {
+        const uint8_t* record = bootloader_slot(flash, candidate);
+        if (bootloader_startable(flash, record) &&
+            (slot < 0 ||
+             bootloader_sequence(record) > bootloader_sequence(bootloader_slot(flash, slot)))) {
+            slot = candidate;
+        }
+    }
+    int baseline = 0;
+    for (int candidate = 1; candidate <= 2; ++candidate) {
+        const uint8_t* record = linux_slot(flash, candidate);
+        if (linux_record_counts(record, static_cast<uint32_t>(board_id)) &&
+            (baseline == 0 ||
+             linux_sequence(record) > linux_sequence(linux_slot(flash, baseline)))) {
+            baseline = candidate;
+        }
+    }
+    if (slot < 0) {
+        printf("bootloader none\n");
+    } else {
+        const uint8_t* record = bootloader_slot(flash, slot);
+        printf("bootloader slot %d sequence %u %s\n", slot, bootloader_sequence(record),
+               bootloader_description(record).c_str());
+    }
+    if (baseline == 0) {
+        printf("linux none\n");
+    } else {
+        printf("linux baseline %d sequence %u\n", baseline,
+               linux_sequence(linux_slot(flash, baseline)));
+    }
+    return 0;
+}
+
+// The area of the dataflash layout that holds the byte at the offset.
+int name_area(const char* offset_text)
+{
+    struct area {
+        uint32_t start;
+        const char* name;
+    };
+    constexpr area AREAS[] = {{0, "elsewhere"},
+                              {PAGE32_ADMIN_OFFSET, "page 32"},
+                              {PAGE32_ADMIN_OFFSET + DATAFLASH_PAGE_SIZE, "elsewhere"},
+                              {BOOTLOADER_ADMIN_OFFSET, "bootloader slot 0"},
+                              {BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE, "bootloader slot 1"},
+                              {BOOTLOADER_IMAGE_OFFSET_0, "bootloader image 0"},
+                              {BOOTLOADER_IMAGE_OFFSET_1, "bootloader image 1"},
+                              {LINUX_ADMIN_OFFSET, "Linux slot 1"},
+                              {LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE, "Linux slot 2"},
+                              {LINUX_ADMIN_OFFSET + ADMIN_AREA_SIZE, "elsewhere"},
+                              {DATAFLASH_SIZE, "outside"}};
+    char* end = nullptr;
+    errno = 0;
+    unsigned long offset = strtoul(offset_text, &end, 0);
+    if (*offset_text == '\0' || *end != '\0' || errno != 0) {
+        return bad_word(std::string("offset ") + offset_text);
+    }
+    const char* name = AREAS[0].name;
+    for (const area& a : AREAS) {
+        if (a.start <= offset) {
+            name = a.name;
+        }
+    }
+    printf("%s\n", name);
     return 0;
 }
 
 int usage()
 {
     fprintf(stderr, "usage: dftool probe | erase | dump | linux <baseline> [field=value]... |"
-                    " bootloader <slot> [image=<file>] [field=value]... | page32 <text>\n");
+                    " bootloader <slot> [image=<file>] [field=value]... | page32 <text> |"
+                    " next <board id> | area <offset>\n");
     return 2;
 }
 
@@ -260,6 +366,12 @@ int main(int argc, char** argv)
     }
     if (argc >= 3 && command == "linux") {
         return write_linux(parse_index(argv[2]), words);
+    }
+    if (argc == 3 && command == "area") {
+        return name_area(argv[2]);
+    }
+    if (argc == 3 && command == "next") {
+        return next_start(argv[2]);
     }
     if (argc == 3 && command == "page32") {
         return write_page32(argv[2]);

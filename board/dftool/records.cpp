@@ -200,3 +200,32 @@ uint32_t bootloader_image_crc(const uint8_t* record)
 {
     return get_le32(record + 12);
 }
+
+bool bootloader_record_counts(const uint8_t* record)
+{
+    uint32_t magic = get_le32(record);
+    return magic == RECORD_MAGIC && get_le32(record + 288) == magic && get_le32(record + 16) != 0 &&
+           bootloader_sequence(record) != 0;
+}
+
+bool linux_record_counts(const uint8_t* record, uint32_t board_id)
+{
+    uint32_t magic = get_le32(record);
+    return magic == RECORD_MAGIC && get_le32(record + 20) == magic && get_le32(record + 4) == 1 &&
+           get_le32(record + 12) == LINUX_FORMAT && get_le32(record + 16) == board_id;
+}
+
+uint32_t bootloader_sequence(const uint8_t* record)
+{
+    return get_le32(record + 20);
+}
+
+uint32_t linux_sequence(const uint8_t* record)
+{
+    return get_le32(record + 8);
+}
+
+std::string bootloader_description(const uint8_t* record)
+{
+    return quote_description(record);
+}

@@ -36,3 +36,14 @@ std::string describe_bootloader_record(const uint8_t* record, const std::string&
 uint32_t bootloader_image_offset(const uint8_t* record);
 uint32_t bootloader_image_length(const uint8_t* record);
 uint32_t bootloader_image_crc(const uint8_t* record);
+
+// What the boot loader takes at its start. A bootloader record counts with
+// the magic at both ends, valid not 0 and a sequence; where its image lies and
+// its CRC are the caller's to check. A Linux record counts with the magic at
+// both ends, valid 1, the current format and the board's id.
+bool bootloader_record_counts(const uint8_t* record);
+bool linux_record_counts(const uint8_t* record, uint32_t board_id);
+uint32_t bootloader_sequence(const uint8_t* record);
+uint32_t linux_sequence(const uint8_t* record);
+// The description, quoted, with anything unprintable escaped.
+std::string bootloader_description(const uint8_t* record);

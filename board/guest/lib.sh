@@ -236,6 +236,25 @@ reboot_into() {
     apps_mounted "apps$1"
 }
 
+# demo_board [baseline] [board id]: the board as the demo finds it: the board
+# id (0x105) on the kernel command line, the baseline (1) running filesystems
+# "0.9" with their Linux update administration record, and bootloader
+# "2025.04" (64 KiB) in slot 0; the other baseline's partitions erased.
+demo_board() {
+    demo_baseline=${1:-1}
+    demo_id=$((${2:-0x105}))
+    cmdline "console=ttyS0 brd_id_io=$((demo_id >> 8)) brd_id_core=$((demo_id & 255))" \
+        "baseline=$demo_baseline"
+    volume "rootfs$demo_baseline" ubifs "0.9"
+    volume "apps$demo_baseline" ubifs "0.9"
+    apps_mounted "apps$demo_baseline"
+    root_version "0.9"
+    linux_record "$demo_baseline" sequence=1 "board_id=$demo_id"
+    head -c 65536 /dev/urandom > "$WORK/bootloader-2025.04.bin"
+    bootloader_record 0 image="$WORK/bootloader-2025.04.bin" sequence=1 \
+        "description=bootloader 2025.04"
+}
+
 # fault <name>=<n>...: dataflash faults during the next run only: fail_write,
 # fail_read, flip_read (with flip_offset), cut_after, read_only (see
 # dataflash_sim.c).
@@ -525,6 +544,29 @@ mount_volume() {
 release_volume() {
     umount "$WORK/check" 2> /dev/null
     [ -z "$attached_here" ] || ubidetach -d "$attached_here" > /dev/null
+}
+
+# volume_version <partition>: prints the version file of the partition's
+# volume, mounted read-only for the moment, or what is there instead (no UBI,
+# no UBIFS, no version file, with status 1); checks nothing.
+volume_version() {
+    mtd=$(mtd_number "$1") || { echo "no partition $1"; return 1; }
+    ubi=$((mtd + UBI_OFFSET)) peeked= found=1
+    if [ ! -e "/sys/class/ubi/ubi$ubi" ]; then
+        ubiattach /dev/ubi_ctrl -m "$mtd" -d "$ubi" > /dev/null 2>&1 || { echo "no UBI"; return 1; }
+        peeked=$ubi
+    fi
+    mkdir -p "$WORK/peek"
+    if ! mount -t ubifs -o ro "/dev/ubi${ubi}_0" "$WORK/peek" 2> /dev/null; then
+        echo "no UBIFS"
+    elif [ -f "$WORK/peek/version" ]; then
+        cat "$WORK/peek/version" && found=0
+    else
+        echo "no version file"
+    fi
+    umount "$WORK/peek" 2> /dev/null
+    [ -z "$peeked" ] || ubidetach -d "$peeked" > /dev/null
+    return "$found"
 }
 
 # expect_volume <partition> <version>: the partition holds a UBIFS whose

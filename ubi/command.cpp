@@ -1,5 +1,7 @@
 #include "ubi/command.h"
 
+#include "ubi/result.h"
+
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
@@ -7,8 +9,6 @@
 #include <pthread.h>
 
 namespace {
-
-constexpr int RESULT_NOT_STARTED = 9;
 
 // A utility that stops reading makes the kernel raise SIGPIPE in the writer.
 // It is held blocked while the tool writes to (and closes) the pipe, so the

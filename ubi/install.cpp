@@ -3,6 +3,7 @@
 #include "firmpack/fit.h"
 #include "ubi/command.h"
 #include "ubi/partition.h"
+#include "ubi/result.h"
 #include "ubi/version.h"
 
 #include <cerrno>
@@ -36,10 +37,6 @@ constexpr const char* VERSION_FILE_FORMAT = "/tmp/%s/version";
 constexpr mode_t MOUNT_DIR_MODE = 0755;
 constexpr const char* VOLUME_FS_TYPE = "ubifs";
 
-constexpr int RESULT_NO_IMAGE = 19;
-constexpr int RESULT_BAD_PACKAGE = 22;
-constexpr int RESULT_VERSION_MISMATCH = 22;
-
 // A filesystem package as it lies in the firmpack; nothing is copied.
 struct fs_package {
     const char* name;
@@ -56,7 +53,7 @@ int read_package(const uint8_t* fit, const char* package_name, fs_package* packa
     int node = firmpack_image_node(fit, package_name);
     if (node < 0) {
         printf("Can't find '%s' FIT subimage\n", package_name);
-        return RESULT_NO_IMAGE;
+        return RESULT_NO_PACKAGE;
     }
     if (firmpack_get_data(fit, node, &package->data, &package->size) != 0) {
         printf("Could not find script subimage data\n");
@@ -147,7 +144,7 @@ int verify_volume(const fs_package& package, int ubi_device, const char* partiti
     }
     if (update_required != 0) {
         printf("ERROR: Versions do not match -> Upgrade failed!\n");
-        return RESULT_VERSION_MISMATCH;
+        return RESULT_VOLUME_DIFFERS;
     }
     fflush(stdout);
     if (umount(mount_dir) != 0) {

@@ -1,6 +1,7 @@
 #include "ubi/partition.h"
 
 #include "ubi/command.h"
+#include "ubi/result.h"
 
 #include <cstddef>
 #include <cstdio>
@@ -14,9 +15,6 @@ constexpr const char* NAME_FILE_FORMAT = "%s/mtd%d/name";
 constexpr std::size_t NAME_LINE_SIZE = 4096;
 constexpr std::size_t PATH_SIZE = 4096;
 constexpr std::size_t COMMAND_SIZE = 4096;
-
-constexpr int RESULT_NOT_FOUND = 22;
-constexpr int RESULT_CLOSE_FAILED = -1;
 
 // Detaching is allowed to fail: the partition is often not attached at all.
 constexpr const char* DETACH_COMMAND = "ubidetach /dev/ubi_ctrl -m %i 2> /dev/null";
@@ -65,9 +63,9 @@ int find_mtd_partition_in(const char* class_dir, const char* partition_name, int
             break;
         case NAME_MISSING:
             printf("ERROR: No useable MTD partition found\n");
-            return RESULT_NOT_FOUND;
+            return RESULT_NO_PARTITION;
         case NAME_UNCLOSED:
-            return RESULT_CLOSE_FAILED;
+            return RESULT_NAME_UNCLOSED;
         }
     }
 }

@@ -1,6 +1,7 @@
 #include "ubi/version.h"
 
 #include "driver/image_file.h"
+#include "ubi/result.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -72,7 +73,7 @@ int compose_installed_version(const char* label, const uint8_t* file, std::size_
     used = append(text, used, room, file, size);
     text[used] = '\0';
     *installed = trim(text);
-    return fits ? 0 : EFBIG;
+    return fits ? 0 : RESULT_TEXT_CUT;
 }
 
 int check_update_required(const char* description, const char* package_name,

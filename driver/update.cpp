@@ -63,13 +63,13 @@ int check_changes(update_work* work)
     }
     result =
         check_update_required(work->pair.os_filesystem_description, work->pair.os_filesystem_name,
-                              &work->rootfs_changed, ROOT_VERSION_FILE, ROOT_LABEL, 0);
+                              &work->rootfs_changed, ROOT_VERSION_FILE, ROOT_LABEL, VERSION_CHECK);
     if (result != 0) {
         return result;
     }
     return check_update_required(work->pair.app_filesystem_description,
                                  work->pair.app_filesystem_name, &work->apps_changed,
-                                 APPS_VERSION_FILE, APPS_LABEL, 0);
+                                 APPS_VERSION_FILE, APPS_LABEL, VERSION_CHECK);
 }
 
 // The update always writes the slot that is not running.

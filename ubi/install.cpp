@@ -144,7 +144,7 @@ int verify_volume(const fs_package& package, int ubi_device, const char* mount_d
 
     uint32_t update_required = 1;
     int result = check_update_required(package.description, package.name, &update_required,
-                                       version_file, label, 1);
+                                       version_file, label, VERSION_VERIFY);
     if (result != 0) {
         printf("ERROR: check_update_required failed! %s\n", strerror(errno));
         return result;

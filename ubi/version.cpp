@@ -41,7 +41,7 @@ const char* trim(char* text)
 
 void report_match(const char* package_name, const char* installed, int verify)
 {
-    if (verify == 0) {
+    if (verify == VERSION_CHECK) {
         printf("   Package '%-14.14s' not changed, got '%s'\n", package_name, installed);
     }
 }
@@ -49,7 +49,7 @@ void report_match(const char* package_name, const char* installed, int verify)
 void report_difference(const char* description, const char* package_name, const char* installed,
                        int verify)
 {
-    if (verify == 0) {
+    if (verify == VERSION_CHECK) {
         printf("   Package '%-14.14s' changed, got '%s', found '%s'\n", package_name, installed,
                description);
     } else {

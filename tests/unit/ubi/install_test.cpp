@@ -45,9 +45,7 @@ const package_case PACKAGE_CASES[] = {
     {"NoData", "no-data", 22, "Could not find script subimage data\n"},
     {"NoDescription", "no-description", 22, "No Description for package no-description\n"},
     {"NoCompression", "no-compression", 22, "no-compression: Cannot detect compression type\n"},
-    {"Bzip2", "bzip2-package", 22, "store_fs_in_flash: Unsupported compression type:2\n"},
     {"Lzma", "lzma-package", 22, "store_fs_in_flash: Unsupported compression type:3\n"},
-    {"Lzo", "lzo-package", 22, "store_fs_in_flash: Unsupported compression type:4\n"},
     {"UnknownName", "zstd-package", 22, "store_fs_in_flash: Unsupported compression type:255\n"},
     {"PlainPasses", "plain", 22,
      "   Preparing package  'plain         '... (filesystem 3.1.4)\n"

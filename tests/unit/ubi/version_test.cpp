@@ -44,9 +44,8 @@ std::string cut(const std::string& label, std::size_t size)
 
 const compose_case COMPOSE_CASES[] = {
     {"CrLf", "filesystem", "2.0.1\r\n", "filesystem 2.0.1", 0},
-    {"LeadingBlankStays", "filesystem", " 2.0.1", "filesystem  2.0.1", 0},
     {"OnlyWhiteSpace", "filesystem", " \t\n\v\f\r", "filesystem", 0},
-    {"InnerLinesStay", "applications", "4.2\nbuild 7\n\n", "applications 4.2\nbuild 7", 0},
+    {"InnerSpaceStays", "applications", " 4.2\nbuild 7\n\n", "applications  4.2\nbuild 7", 0},
     {"NulEndsText", "filesystem", "2.0.1\n\0junk"s, "filesystem 2.0.1", 0},
     // 0x1c, 0x08, 0x0e, 0x1f, 0xa0 and 0x85 (in octal, so no digit joins them)
     {"OnlyCLocaleSpace", "filesystem", "\0342.0.1\010\016\037\240\205",
@@ -85,9 +84,6 @@ TEST_P(CheckUpdateRequired, TellsThroughFlagAndMessage)
     EXPECT_EQ(0, result);
     EXPECT_EQ(c.expected_flag, flag);
     EXPECT_EQ(c.expected_out, output.out);
-    if (!c.file || c.file->empty()) { // the file mapper's own line comes first
-        EXPECT_NE(std::string::npos, output.err.find(path));
-    }
 }
 
 const std::string NOT_INSTALLED =
@@ -107,7 +103,6 @@ const check_case CHECK_CASES[] = {
     {"CutFileNeverMatches", "2.0.1" + std::string(5000, '\n'), "rootfs", VERSION_CHECK, 1,
      "   Package 'rootfs        ' changed, got 'filesystem 2.0.1', found 'filesystem 2.0.1'\n"},
     {"Missing", std::nullopt, "rootfs", VERSION_CHECK, 1, NOT_INSTALLED},
-    {"MissingVerified", std::nullopt, "rootfs", VERSION_VERIFY, 1, NOT_INSTALLED},
     {"Empty", "", "rootfs", VERSION_CHECK, 1, NOT_INSTALLED},
 };
 

@@ -51,6 +51,7 @@ const command_case COMMAND_CASES[] = {
     {"AllBytesArrive", "wc -c", BEYOND_PIPE, 0, "1048576\n"},
     {"NullDataIsEndOfInput", "wc -c", NO_DATA, 0, "0\n"},
     {"ZeroLengthIsEndOfInput", "wc -c", 0, 0, "0\n"},
+    {"OneByteArrives", "wc -c", 1, 0, "1\n"},
     {"ReadsOnlyPart", "head -c 10", BEYOND_PIPE, EPIPE, "xxxxxxxxxx"},
 };
 

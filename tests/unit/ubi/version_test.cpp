@@ -54,6 +54,7 @@ const compose_case COMPOSE_CASES[] = {
     {"FilesystemTooLong", "filesystem", std::string(4085, 'v'), cut("filesystem", 4085), EFBIG},
     {"ApplicationsTooLong", "applications", std::string(4083, 'v'), cut("applications", 4083),
      EFBIG},
+    {"LabelFillsTheBuffer", std::string(4094, 'l'), "", std::string(4094, 'l'), 0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, ComposeInstalledVersion, testing::ValuesIn(COMPOSE_CASES),

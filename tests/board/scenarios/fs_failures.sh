@@ -3,7 +3,8 @@
 # fails), the temporary image's by a directory (unlink fails), a volume update
 # that stops reading at once (the write meets a broken pipe: EPIPE, since the
 # tool ignores the signal), and a new volume of another version than its
-# package's description (left mounted read-only).
+# package's description (left mounted read-only, on the mount directory that
+# an earlier run left).
 fs_board
 
 # failed <status> <standard error> [<root description>]: that status and

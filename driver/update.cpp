@@ -59,15 +59,15 @@ int check_changes(update_work* work)
     if (result != 0) {
         return result;
     }
-    result =
-        check_update_required(work->pair.os_filesystem_description, work->pair.os_filesystem_name,
-                              &work->rootfs_changed, ROOT_VERSION_FILE, ROOTFS_LABEL, 0);
+    result = check_update_required(work->pair.os_filesystem_description,
+                                   work->pair.os_filesystem_name, &work->rootfs_changed,
+                                   ROOT_VERSION_FILE, ROOTFS_LABEL, VERSION_CHECK);
     if (result != 0) {
         return result;
     }
     return check_update_required(work->pair.app_filesystem_description,
                                  work->pair.app_filesystem_name, &work->apps_changed,
-                                 APPS_VERSION_FILE, APPS_LABEL, 0);
+                                 APPS_VERSION_FILE, APPS_LABEL, VERSION_CHECK);
 }
 
 // The update always writes the slot that is not running.

@@ -3,6 +3,8 @@
 #include "firmpack/fit.h"
 #include "ubi/command.h"
 #include "ubi/partition.h"
+#include "ubi/result.h"
+#include "ubi/text.h"
 #include "ubi/version.h"
 
 #include <cerrno>
@@ -17,28 +19,31 @@ namespace {
 
 constexpr const char* OPERATION_NAME = "store_fs_in_flash";
 
-constexpr std::size_t COMMAND_SIZE = 4096;
-constexpr std::size_t PATH_SIZE = 4096;
-
 // A gzip package is unpacked into a file named after this process, so two
 // instances never share it. It stays after the install; only the next
 // extraction removes it.
 constexpr const char* TEMP_IMAGE_FORMAT = "/tmp/ubifs_%i.img";
-constexpr std::size_t TEMP_IMAGE_PATH_SIZE = 32; // the format with any int
+constexpr std::size_t TEMP_IMAGE_PATH_SIZE = formatted_size(TEMP_IMAGE_FORMAT);
 constexpr const char* GUNZIP_COMMAND = "gunzip -cf > %s";
+constexpr std::size_t GUNZIP_COMMAND_SIZE =
+    formatted_size(GUNZIP_COMMAND, formatted_length(TEMP_IMAGE_FORMAT));
 constexpr const char* UPDATE_FROM_FILE_COMMAND = "ubiupdatevol /dev/ubi%i_0 %s";
+constexpr std::size_t UPDATE_FROM_FILE_COMMAND_SIZE =
+    formatted_size(UPDATE_FROM_FILE_COMMAND, formatted_length(TEMP_IMAGE_FORMAT));
 // The size option tells the utility how many bytes to take from its input.
 constexpr const char* UPDATE_FROM_INPUT_COMMAND = "ubiupdatevol /dev/ubi%i_0 -s %i -";
+constexpr std::size_t UPDATE_FROM_INPUT_COMMAND_SIZE = formatted_size(UPDATE_FROM_INPUT_COMMAND);
 
 constexpr const char* VOLUME_NODE_FORMAT = "/dev/ubi%i_0";
+constexpr std::size_t VOLUME_NODE_SIZE = formatted_size(VOLUME_NODE_FORMAT);
+// The new volume is mounted on a directory named after its partition.
 constexpr const char* MOUNT_DIR_FORMAT = "/tmp/%s";
-constexpr const char* VERSION_FILE_FORMAT = "/tmp/%s/version";
+constexpr std::size_t MOUNT_DIR_SIZE = formatted_size(MOUNT_DIR_FORMAT, PARTITION_NAME_MAX);
+constexpr const char* VERSION_FILE_FORMAT = "%s/version"; // in the mount directory
+constexpr std::size_t VERSION_FILE_SIZE =
+    formatted_size(VERSION_FILE_FORMAT, formatted_length(MOUNT_DIR_FORMAT, PARTITION_NAME_MAX));
 constexpr mode_t MOUNT_DIR_MODE = 0755;
 constexpr const char* VOLUME_FS_TYPE = "ubifs";
-
-constexpr int RESULT_NO_IMAGE = 19;
-constexpr int RESULT_BAD_PACKAGE = 22;
-constexpr int RESULT_VERSION_MISMATCH = 22;
 
 // A filesystem package as it lies in the firmpack; nothing is copied.
 struct fs_package {
@@ -56,7 +61,7 @@ int read_package(const uint8_t* fit, const char* package_name, fs_package* packa
     int node = firmpack_image_node(fit, package_name);
     if (node < 0) {
         printf("Can't find '%s' FIT subimage\n", package_name);
-        return RESULT_NO_IMAGE;
+        return RESULT_NO_PACKAGE;
     }
     if (firmpack_get_data(fit, node, &package->data, &package->size) != 0) {
         printf("Could not find script subimage data\n");
@@ -95,22 +100,23 @@ int write_gzip_package(const fs_package& package, int ubi_device)
         return error;
     }
 
-    char command[COMMAND_SIZE];
-    snprintf(command, sizeof command, GUNZIP_COMMAND, image_path);
-    int result = pipe_to_command(command, package.data, package.size);
+    char unpack[GUNZIP_COMMAND_SIZE];
+    snprintf(unpack, sizeof unpack, GUNZIP_COMMAND, image_path);
+    int result = pipe_to_command(unpack, package.data, package.size);
     if (result != 0) {
         return result;
     }
     print_installing(package);
-    snprintf(command, sizeof command, UPDATE_FROM_FILE_COMMAND, ubi_device, image_path);
-    return pipe_to_command(command, nullptr, 0);
+    char update[UPDATE_FROM_FILE_COMMAND_SIZE];
+    snprintf(update, sizeof update, UPDATE_FROM_FILE_COMMAND, ubi_device, image_path);
+    return pipe_to_command(update, nullptr, 0);
 }
 
 // Feeds the package straight from the firmpack into the volume update.
 int write_plain_package(const fs_package& package, int ubi_device)
 {
     print_installing(package);
-    char command[COMMAND_SIZE];
+    char command[UPDATE_FROM_INPUT_COMMAND_SIZE];
     snprintf(command, sizeof command, UPDATE_FROM_INPUT_COMMAND, ubi_device,
              static_cast<int>(package.size));
     return pipe_to_command(command, package.data, package.size);
@@ -118,16 +124,14 @@ int write_plain_package(const fs_package& package, int ubi_device)
 
 // Mounts the new volume read-only and compares its version file with the
 // package. A volume that does not match is left mounted for inspection.
-int verify_volume(const fs_package& package, int ubi_device, const char* partition_name,
+int verify_volume(const fs_package& package, int ubi_device, const char* mount_dir,
                   const char* label)
 {
     printf("   Verifying package  '%-14.14s'... (%s)\n", package.name, package.description);
-    char volume[PATH_SIZE];
-    char mount_dir[PATH_SIZE];
-    char version_file[PATH_SIZE];
+    char volume[VOLUME_NODE_SIZE];
+    char version_file[VERSION_FILE_SIZE];
     snprintf(volume, sizeof volume, VOLUME_NODE_FORMAT, ubi_device);
-    snprintf(mount_dir, sizeof mount_dir, MOUNT_DIR_FORMAT, partition_name);
-    snprintf(version_file, sizeof version_file, VERSION_FILE_FORMAT, partition_name);
+    snprintf(version_file, sizeof version_file, VERSION_FILE_FORMAT, mount_dir);
 
     // A directory left by an earlier run is simply used.
     (void)mkdir(mount_dir, MOUNT_DIR_MODE);
@@ -140,14 +144,14 @@ int verify_volume(const fs_package& package, int ubi_device, const char* partiti
 
     uint32_t update_required = 1;
     int result = check_update_required(package.description, package.name, &update_required,
-                                       version_file, label, 1);
+                                       version_file, label, VERSION_VERIFY);
     if (result != 0) {
         printf("ERROR: check_update_required failed! %s\n", strerror(errno));
         return result;
     }
     if (update_required != 0) {
         printf("ERROR: Versions do not match -> Upgrade failed!\n");
-        return RESULT_VERSION_MISMATCH;
+        return RESULT_VOLUME_DIFFERS;
     }
     fflush(stdout);
     if (umount(mount_dir) != 0) {
@@ -169,6 +173,13 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
         return result;
     }
 
+    // Refused before anything is touched when the partition's name is too long.
+    char mount_dir[MOUNT_DIR_SIZE];
+    if (!formatted_whole(snprintf(mount_dir, sizeof mount_dir, MOUNT_DIR_FORMAT, partition_name),
+                         sizeof mount_dir)) {
+        return RESULT_NAME_TOO_LONG;
+    }
+
     printf("   Preparing package  '%-14.14s'... (%s)\n", package.name, package.description);
     int mtd_number = 0;
     result = find_mtd_partition(partition_name, &mtd_number);
@@ -186,5 +197,5 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
     if (result != 0) {
         return result;
     }
-    return verify_volume(package, ubi_device, partition_name, label);
+    return verify_volume(package, ubi_device, mount_dir, label);
 }

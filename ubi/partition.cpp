@@ -1,37 +1,58 @@
 #include "ubi/partition.h"
 
 #include "ubi/command.h"
+#include "ubi/result.h"
+#include "ubi/text.h"
 
+#include <algorithm>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <mtd/ubi-user.h>
 
 namespace {
 
 // Where the kernel lists its MTD devices, one folder "mtd<N>" each.
 constexpr const char* MTD_CLASS_DIR = "/sys/class/mtd";
 constexpr const char* NAME_FILE_FORMAT = "%s/mtd%d/name";
+// The class folder comes from the caller: a name file's path is held whole up
+// to the longest path the kernel takes, and refused beyond.
+constexpr std::size_t NAME_FILE_PATH_SIZE = PATH_MAX;
+// A sysfs attribute holds at most one page, 4096 bytes with its NUL here.
 constexpr std::size_t NAME_LINE_SIZE = 4096;
-constexpr std::size_t PATH_SIZE = 4096;
-constexpr std::size_t COMMAND_SIZE = 4096;
-
-constexpr int RESULT_NOT_FOUND = 22;
-constexpr int RESULT_CLOSE_FAILED = -1;
 
 // Detaching is allowed to fail: the partition is often not attached at all.
 constexpr const char* DETACH_COMMAND = "ubidetach /dev/ubi_ctrl -m %i 2> /dev/null";
 constexpr const char* ERASE_COMMAND = "flash_eraseall -q /dev/mtd%i";
 constexpr const char* ATTACH_COMMAND = "ubiattach /dev/ubi_ctrl -m %i -d %i > /dev/null";
 constexpr const char* MAKE_VOLUME_COMMAND = "ubimkvol /dev/ubi%i -N %s -m > /dev/null";
+// Room for each command line that takes only numbers.
+constexpr std::size_t NUMBERS_COMMAND_SIZE =
+    std::max({formatted_size(DETACH_COMMAND), formatted_size(ERASE_COMMAND),
+              formatted_size(ATTACH_COMMAND)});
+constexpr std::size_t MAKE_VOLUME_COMMAND_SIZE =
+    formatted_size(MAKE_VOLUME_COMMAND, PARTITION_NAME_MAX);
 
-enum name_match : int { NAME_MATCHES, NAME_DIFFERS, NAME_MISSING, NAME_UNCLOSED };
+static_assert(PARTITION_NAME_MAX == UBI_MAX_VOLUME_NAME);
+
+enum name_match : int {
+    NAME_MATCHES,
+    NAME_DIFFERS,
+    NAME_MISSING,
+    NAME_UNCLOSED,
+    NAME_PATH_TOO_LONG
+};
 
 // Whether device number's name file exists and its first line contains
 // partition_name. An empty or unreadable file simply does not match.
 name_match match_device_name(const char* class_dir, int number, const char* partition_name)
 {
-    char path[PATH_SIZE];
-    snprintf(path, sizeof path, NAME_FILE_FORMAT, class_dir, number);
+    char path[NAME_FILE_PATH_SIZE];
+    if (!formatted_whole(snprintf(path, sizeof path, NAME_FILE_FORMAT, class_dir, number),
+                         sizeof path)) {
+        return NAME_PATH_TOO_LONG;
+    }
     FILE* file = fopen(path, "r");
     if (file == nullptr) {
         return NAME_MISSING;
@@ -65,9 +86,11 @@ int find_mtd_partition_in(const char* class_dir, const char* partition_name, int
             break;
         case NAME_MISSING:
             printf("ERROR: No useable MTD partition found\n");
-            return RESULT_NOT_FOUND;
+            return RESULT_NO_PARTITION;
         case NAME_UNCLOSED:
-            return RESULT_CLOSE_FAILED;
+            return RESULT_NAME_UNCLOSED;
+        case NAME_PATH_TOO_LONG:
+            return RESULT_NAME_TOO_LONG;
         }
     }
 }
@@ -75,8 +98,15 @@ int find_mtd_partition_in(const char* class_dir, const char* partition_name, int
 int prepare_ubi_volume(int mtd_number, const char* partition_name)
 {
     const int ubi_device = mtd_number + UBI_DEVICE_OFFSET;
-    char command[COMMAND_SIZE];
+    // Refused before the partition is touched when the name does not fit.
+    char make_volume[MAKE_VOLUME_COMMAND_SIZE];
+    if (!formatted_whole(snprintf(make_volume, sizeof make_volume, MAKE_VOLUME_COMMAND, ubi_device,
+                                  partition_name),
+                         sizeof make_volume)) {
+        return RESULT_NAME_TOO_LONG;
+    }
 
+    char command[NUMBERS_COMMAND_SIZE];
     snprintf(command, sizeof command, DETACH_COMMAND, mtd_number);
     (void)pipe_to_command(command, nullptr, 0);
 
@@ -90,6 +120,5 @@ int prepare_ubi_volume(int mtd_number, const char* partition_name)
     if (result != 0) {
         return result;
     }
-    snprintf(command, sizeof command, MAKE_VOLUME_COMMAND, ubi_device, partition_name);
-    return pipe_to_command(command, nullptr, 0);
+    return pipe_to_command(make_volume, nullptr, 0);
 }

@@ -1,6 +1,7 @@
 #include "ubi/version.h"
 
 #include "driver/image_file.h"
+#include "ubi/result.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -40,7 +41,7 @@ const char* trim(char* text)
 
 void report_match(const char* package_name, const char* installed, int verify)
 {
-    if (verify == 0) {
+    if (verify == VERSION_CHECK) {
         printf("   Package '%-14.14s' not changed, got '%s'\n", package_name, installed);
     }
 }
@@ -48,7 +49,7 @@ void report_match(const char* package_name, const char* installed, int verify)
 void report_difference(const char* description, const char* package_name, const char* installed,
                        int verify)
 {
-    if (verify == 0) {
+    if (verify == VERSION_CHECK) {
         printf("   Package '%-14.14s' changed, got '%s', found '%s'\n", package_name, installed,
                description);
     } else {
@@ -72,7 +73,7 @@ int compose_installed_version(const char* label, const uint8_t* file, std::size_
     used = append(text, used, room, file, size);
     text[used] = '\0';
     *installed = trim(text);
-    return fits ? 0 : EFBIG;
+    return fits ? 0 : RESULT_TEXT_CUT;
 }
 
 int check_update_required(const char* description, const char* package_name,

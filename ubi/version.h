@@ -19,11 +19,17 @@ using version_text = std::array<char, VERSION_TEXT_SIZE>;
                                             std::size_t size, version_text* buffer,
                                             const char** installed);
 
+// The verify argument of check_update_required: the check before installing,
+// or the verification of a freshly written volume. It only changes the
+// messages.
+inline constexpr int VERSION_CHECK = 0;
+inline constexpr int VERSION_VERIFY = 1;
+
 // Sets *update_required to 1 when the package differs from the filesystem (or
 // the version file is missing, unreadable, empty or too long to compose) and
-// to 0 when the filesystem carries exactly the package's version. verify is 0
-// for the check before installing, non-zero for the verification of a new
-// volume; it only changes the messages. Always returns 0.
+// to 0 when the filesystem carries exactly the package's version. verify is
+// VERSION_CHECK or VERSION_VERIFY (any non-zero value verifies). Always
+// returns 0.
 [[nodiscard]] int check_update_required(const char* description, const char* package_name,
                                         uint32_t* update_required, const char* version_file,
                                         const char* label, int verify);

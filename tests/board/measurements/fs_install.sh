@@ -1,22 +1,10 @@
-# The filesystem installation with packages of 16 MiB of incompressible
-# payload, against the same work done by hand with the utilities on the same
-# partition, prepared the same way (detached, erased, attached, one volume):
-#
-#   none: the tool's volume update, from its "Installing" line to its
-#         "Verifying" line, against ubiupdatevol of the package file, and of
-#         the package through a pipe from cat as the tool feeds it;
-#   gzip: the tool's extraction and volume update, from "Extracting" to
-#         "Verifying", against gunzip of the package file (and of the package
-#         through a pipe from cat) into /tmp and ubiupdatevol of the result.
-#
-# Each is run $RUNS times, the tool and the utilities in turn, first one and
-# then the other first; the medians give the ratios. The tool's peak memory (ru_maxrss of the tool and the
-# utilities it ran) with a 16 MiB package is set against its peak with the
-# small pair: the firmpacks are mapped and read in place, so the difference
-# is the difference of the firmpacks' sizes, where a copy of the package
-# would add as much again.
+# The filesystem installation with 16 MiB of incompressible payload against
+# the same work by hand, from the package file and piped from cat (through
+# gunzip into /tmp for gzip), on a partition prepared the same way; the tool
+# first in odd runs, last in even ones. Its peak memory is set against the
+# small pair's: the firmpacks are read in place, a copy would add the package.
 RUNS=11
-
+out=/run/measure
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
 volume rootfs1 ubifs "R6.0"
 volume apps1 ubifs "R6.0"
@@ -24,153 +12,100 @@ apps_mounted apps1
 root_version "R6.0"
 linux_record 1 sequence=1 board_id=0x105
 bootloader_record 0 image=ms_app_small.img "description=bootloader 2026.10"
-
-out=/run/measure
 rm -rf "$out"
 mkdir -p "$out"
+size() { wc -c < "$1"; }
 
-# checked <log> <name>: ends the measurement when the timed command failed.
-checked() {
-    tail -n 1 "$1" | grep -q 'status 0$' && return 0
-    echo "$2 failed:"
-    cat "$1" "${1%.log}.err"
+# timed <name> <command>...: timed into $out/<name>.log; a failure ends all.
+timed() {
+    name=$1
+    shift
+    timerun "$@" > "$out/$name.log" 2> "$out/$name.err"
+    rm -f /tmp/ubifs_*.img /tmp/raw.img
+    tail -n 1 "$out/$name.log" | grep -q 'status 0$' && return 0
+    echo "$name failed:"
+    cat "$out/$name.log" "$out/$name.err"
     exit 1
 }
 
-# tool <name> <os firmpack> <app firmpack>: the whole update, its lines timed,
-# into $out/<name>.log; its temporary image goes again.
-tool() {
-    timerun firmpack-update "$2" "$3" > "$out/$1.log" 2> "$out/$1.err"
-    rm -f /tmp/ubifs_*.img
-    checked "$out/$1.log" "$1"
-}
-
-# prepared <partition>: the partition as the tool leaves it before writing.
-prepared() {
-    mtd=$(mtd_number "$1")
+# by_hand <name> <partition> <command>: timed on the partition as the tool
+# prepares it.
+by_hand() {
+    mtd=$(mtd_number "$2")
     ubidetach /dev/ubi_ctrl -m "$mtd" 2> /dev/null
     flash_eraseall -q "/dev/mtd$mtd"
     ubiattach /dev/ubi_ctrl -m "$mtd" -d $((mtd + UBI_OFFSET)) > /dev/null
-    ubimkvol "/dev/ubi$((mtd + UBI_OFFSET))" -N "$1" -m > /dev/null
+    ubimkvol "/dev/ubi$((mtd + UBI_OFFSET))" -N "$2" -m > /dev/null
+    timed "$1" sh -c "$3"
 }
 
-# by_hand <name> <partition> <command>: the command timed on a freshly
-# prepared partition, into $out/<name>.log.
-by_hand() {
-    prepared "$2"
-    timerun sh -c "$3" > "$out/$1.log" 2> "$out/$1.err"
-    rm -f /tmp/raw.img
-    checked "$out/$1.log" "$1"
+# ways <kind> <OS firmpack> <APP firmpack> <partition> <from the file> <piped>:
+# the tool's run and both ways by hand, then $log (the tool's) and $walls.
+ways() {
+    [ $((run % 2)) -eq 0 ] || timed "$1$run" firmpack-update "$2" "$3"
+    by_hand "file_$1$run" "$4" "$5"
+    by_hand "pipe_$1$run" "$4" "$6"
+    [ $((run % 2)) -eq 1 ] || timed "$1$run" firmpack-update "$2" "$3"
+    log=$out/$1$run.log
+    walls="$(wall "$out/file_$1$run.log") $(wall "$out/pipe_$1$run.log")"
 }
 
-# stamp <log> <pattern>: when the first line that matches came.
-stamp() {
-    awk -v line="$2" '$0 ~ line { print $1; exit }' "$1"
-}
-
-size() {
-    wc -c < "$1"
-}
-
-rootfs_size=$(size ms_rootfs_big.ubifs)
-tool small ms_os_small.img ms_app_small.img
-# One line per run and kind in $out/runs, times in seconds:
-#   none <tool's update> <from file> <through pipe> <tool's preparation> <tool's verification>
-#        <whole run> <peak KiB>
-#   gzip <tool's extraction and update> <from file> <through pipe> <tool's gunzip>
-#        <gunzip from file> <whole run> <peak KiB>
-# runs <number>: the tool and both ways by hand, for each kind.
-runs() {
-    tool "none$1" ms_os_big.img ms_app_small.img
-    by_hand "file_none$1" rootfs2 "ubiupdatevol /dev/ubi12_0 ms_rootfs_big.ubifs"
-    by_hand "pipe_none$1" rootfs2 \
-        "cat ms_rootfs_big.ubifs | ubiupdatevol /dev/ubi12_0 -s $rootfs_size -"
-    tool "gzip$1" ms_os_small.img ms_app_big.img
-    by_hand "file_gzip$1" apps2 "gunzip -c ms_apps_big.ubifs.gz > /tmp/raw.img &&
-        echo unpacked && ubiupdatevol /dev/ubi14_0 /tmp/raw.img"
-    by_hand "pipe_gzip$1" apps2 "cat ms_apps_big.ubifs.gz | gunzip -c > /tmp/raw.img &&
-        ubiupdatevol /dev/ubi14_0 /tmp/raw.img"
-}
-
-# The same, by hand first, so that the order favours neither side.
-runs_reversed() {
-    by_hand "pipe_none$1" rootfs2 \
-        "cat ms_rootfs_big.ubifs | ubiupdatevol /dev/ubi12_0 -s $rootfs_size -"
-    by_hand "file_none$1" rootfs2 "ubiupdatevol /dev/ubi12_0 ms_rootfs_big.ubifs"
-    tool "none$1" ms_os_big.img ms_app_small.img
-    by_hand "pipe_gzip$1" apps2 "cat ms_apps_big.ubifs.gz | gunzip -c > /tmp/raw.img &&
-        ubiupdatevol /dev/ubi14_0 /tmp/raw.img"
-    by_hand "file_gzip$1" apps2 "gunzip -c ms_apps_big.ubifs.gz > /tmp/raw.img &&
-        echo unpacked && ubiupdatevol /dev/ubi14_0 /tmp/raw.img"
-    tool "gzip$1" ms_os_small.img ms_app_big.img
-}
-
+# One line per run and kind in $out/runs: the kind, the tool's step, the file
+# and the pipe by hand, two more steps, the tool's whole run and peak KiB.
+timed small firmpack-update ms_os_small.img ms_app_small.img
 run=1
 while [ "$run" -le "$RUNS" ]; do
-    if [ $((run % 2)) -eq 1 ]; then runs "$run"; else runs_reversed "$run"; fi
-    log=$out/none$run.log
+    ways none ms_os_big.img ms_app_small.img rootfs2 \
+        "ubiupdatevol /dev/ubi12_0 ms_rootfs_big.ubifs" \
+        "cat ms_rootfs_big.ubifs | ubiupdatevol /dev/ubi12_0 -s $(size ms_rootfs_big.ubifs) -"
     echo "none $(seconds "$log" "Installing package 'rootfs" "Verifying package  'rootfs")" \
-        "$(wall "$out/file_none$run.log") $(wall "$out/pipe_none$run.log")" \
-        "$(seconds "$log" "Preparing package  'rootfs" "Installing package 'rootfs")" \
+        "$walls $(seconds "$log" "Preparing package  'rootfs" "Installing package 'rootfs")" \
         "$(seconds "$log" "Verifying package  'rootfs" "Preparing package  'apps")" \
         "$(wall "$log") $(peak "$log")" >> "$out/runs"
-    log=$out/gzip$run.log
+    ways gzip ms_os_small.img ms_app_big.img apps2 \
+        "gunzip -c ms_apps_big.ubifs.gz > /tmp/raw.img && echo unpacked &&
+            ubiupdatevol /dev/ubi14_0 /tmp/raw.img" \
+        "cat ms_apps_big.ubifs.gz | gunzip -c > /tmp/raw.img &&
+            ubiupdatevol /dev/ubi14_0 /tmp/raw.img"
     echo "gzip $(seconds "$log" "Extracting package 'apps" "Verifying package  'apps")" \
-        "$(wall "$out/file_gzip$run.log") $(wall "$out/pipe_gzip$run.log")" \
-        "$(seconds "$log" "Extracting package 'apps" "Installing package 'apps")" \
-        "$(stamp "$out/file_gzip$run.log" "unpacked")" \
+        "$walls $(seconds "$log" "Extracting package 'apps" "Installing package 'apps")" \
+        "$(awk '/unpacked/ { print $1; exit }' "$out/file_gzip$run.log")" \
         "$(wall "$log") $(peak "$log")" >> "$out/runs"
     run=$((run + 1))
 done
 
-# column <kind> <field>: that field of the kind's runs, one per line.
-column() {
-    awk -v kind="$1" -v field="$2" '$1 == kind { print $field }' "$out/runs"
+column() { awk -v kind="$kind" -v field="$1" '$1 == kind { print $field }' "$out/runs"; }
+
+# report <kind> <package> <firmpack with the payload> <the same without>
+# <what> <label of fields 2 to 7>...: each time's median and least, the tool's
+# step against both ways by hand, and the peak memory.
+report() {
+    kind=$1 package=$2 big=$3 small=$4
+    echo "$kind package, $5, $(size "$package") bytes in $big of $(size "$big") bytes; $RUNS runs:"
+    shift 5
+    field=2
+    for label; do
+        printf '  %-46s median %.3f s, least %.3f s\n' "$label" "$(column $field | median)" \
+            "$(column $field | least)"
+        field=$((field + 1))
+    done
+    for field in 3 4; do
+        awk -v tool="$(column 2 | median)" -v other="$(column $field | median)" -v f=$field \
+            'BEGIN { printf "  ratio to the %s: %.3f\n",
+                     f == 3 ? "file by hand (goal at most 1.1)" : "pipe by hand", tool / other }'
+    done
+    awk -v big="$(column 8 | median)" -v small="$(peak "$out/small.log")" \
+        -v grown="$(($(size "$big") - $(size "$small")))" -v package="$(size "$package")" \
+        'BEGIN { printf "  peak memory median %d KiB, with the small pair %d KiB: %d KiB more" \
+            " for a firmpack %d KiB bigger, mapped and read in place; a copy of the package" \
+            " would add another %d KiB\n", big, small, big - small, grown / 1024, package / 1024 }'
 }
 
-# timing <kind> <field> <label>: the median and least of a time.
-timing() {
-    printf '  %-46s median %.3f s, least %.3f s\n' "$3" "$(column "$1" "$2" | median)" \
-        "$(column "$1" "$2" | least)"
-}
-
-# ratio <kind> <field> <label>: the tool's step (field 2) against a time.
-ratio() {
-    awk -v tool="$(column "$1" 2 | median)" -v other="$(column "$1" "$2" | median)" \
-        -v label="$3" 'BEGIN { printf "  ratio to %s: %.3f\n", label, tool / other }'
-}
-
-# memory <kind> <firmpack with the payload> <the same without> <package>
-memory() {
-    awk -v big="$(column "$1" 8 | median)" -v small="$(peak "$out/small.log")" \
-        -v grown="$(($(size "$2") - $(size "$3")))" -v package="$(size "$4")" 'BEGIN {
-        printf "  peak memory median %d KiB, with the small pair %d KiB: %d KiB more", big, small,
-            big - small
-        printf " for a firmpack %d KiB bigger, mapped and read in place; a copy of the package",
-            grown / 1024
-        printf " would add another %d KiB\n", package / 1024 }'
-}
-
-echo "none package, root filesystem, $rootfs_size bytes in ms_os_big.img" \
-    "of $(size ms_os_big.img) bytes; $RUNS runs:"
-timing none 2 "the tool's volume update"
-timing none 3 "ubiupdatevol of the package file by hand"
-timing none 4 "cat of the package file into ubiupdatevol"
-ratio none 3 "the file by hand (goal at most 1.1)"
-ratio none 4 "the pipe by hand"
-timing none 5 "the tool's preparation of the partition"
-timing none 6 "the tool's verification by mounting"
-timing none 7 "the tool's whole run"
-memory none ms_os_big.img ms_os_small.img ms_rootfs_big.ubifs
-
-echo "gzip package, applications, $(size ms_apps_big.ubifs.gz) bytes in ms_app_big.img" \
-    "of $(size ms_app_big.img) bytes; $RUNS runs:"
-timing gzip 2 "the tool's extraction and volume update"
-timing gzip 3 "gunzip and ubiupdatevol of the file by hand"
-timing gzip 4 "the same with cat of the file into gunzip"
-ratio gzip 3 "the file by hand (goal at most 1.1)"
-ratio gzip 4 "the pipe by hand"
-timing gzip 5 "gunzip in the tool"
-timing gzip 6 "gunzip of the file by hand"
-timing gzip 7 "the tool's whole run"
-memory gzip ms_app_big.img ms_app_small.img ms_apps_big.ubifs.gz
+report none ms_rootfs_big.ubifs ms_os_big.img ms_os_small.img "root filesystem" \
+    "the tool's volume update" "ubiupdatevol of the package file by hand" \
+    "cat of the package file into ubiupdatevol" "the tool's preparation of the partition" \
+    "the tool's verification by mounting" "the tool's whole run"
+report gzip ms_apps_big.ubifs.gz ms_app_big.img ms_app_small.img applications \
+    "the tool's extraction and volume update" "gunzip and ubiupdatevol of the file by hand" \
+    "the same with cat of the file into gunzip" "gunzip in the tool" \
+    "gunzip of the file by hand" "the tool's whole run"

@@ -44,16 +44,17 @@ std::string cut(const std::string& label, std::size_t size)
 
 const compose_case COMPOSE_CASES[] = {
     {"CrLf", "filesystem", "2.0.1\r\n", "filesystem 2.0.1", 0},
-    {"LeadingBlankStays", "filesystem", " 2.0.1", "filesystem  2.0.1", 0},
     {"OnlyWhiteSpace", "filesystem", " \t\n\v\f\r", "filesystem", 0},
-    {"InnerLinesStay", "applications", "4.2\nbuild 7\n\n", "applications 4.2\nbuild 7", 0},
+    {"InnerSpaceStays", "applications", " 4.2\nbuild 7\n\n", "applications  4.2\nbuild 7", 0},
     {"NulEndsText", "filesystem", "2.0.1\n\0junk"s, "filesystem 2.0.1", 0},
-    {"OnlyCLocaleSpace", "filesystem", "\x1c" "2.0.1\x08\x0e\x1f\xa0\x85",
-     "filesystem \x1c" "2.0.1\x08\x0e\x1f\xa0\x85", 0},
+    // 0x1c, 0x08, 0x0e, 0x1f, 0xa0 and 0x85 (in octal, so no digit joins them)
+    {"OnlyCLocaleSpace", "filesystem", "\0342.0.1\010\016\037\240\205",
+     "filesystem \0342.0.1\010\016\037\240\205", 0},
     {"FilesystemFits", "filesystem", std::string(4084, 'v'), cut("filesystem", 4084), 0},
     {"FilesystemTooLong", "filesystem", std::string(4085, 'v'), cut("filesystem", 4085), EFBIG},
     {"ApplicationsTooLong", "applications", std::string(4083, 'v'), cut("applications", 4083),
      EFBIG},
+    {"LabelFillsTheBuffer", std::string(4094, 'l'), "", std::string(4094, 'l'), 0},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, ComposeInstalledVersion, testing::ValuesIn(COMPOSE_CASES),
@@ -77,36 +78,33 @@ TEST_P(CheckUpdateRequired, TellsThroughFlagAndMessage)
     std::string path = c.file ? dir.write("version", *c.file) : dir.path("version");
     uint32_t flag = 7;
     captured_output output;
-    EXPECT_EQ(0, capture_output(&output, [&] {
+    int result = capture_output(&output, [&] {
         return check_update_required("filesystem 2.0.1", c.package, &flag, path.c_str(),
                                      "filesystem", c.verify);
-    }));
+    });
+    EXPECT_EQ(0, result);
     EXPECT_EQ(c.expected_flag, flag);
     EXPECT_EQ(c.expected_out, output.out);
-    if (!c.file || c.file->empty()) { // the file mapper's own line comes first
-        EXPECT_NE(std::string::npos, output.err.find(path));
-    }
 }
 
 const std::string NOT_INSTALLED =
     "   Package 'rootfs        ' not yet installed (NO '/version' FILE!)\n";
 
 const check_case CHECK_CASES[] = {
-    {"Same", "2.0.1\n", "rootfs", 0, 0,
+    {"Same", "2.0.1\n", "rootfs", VERSION_CHECK, 0,
      "   Package 'rootfs        ' not changed, got 'filesystem 2.0.1'\n"},
-    {"SameVerified", "2.0.1\n\0junk"s, "rootfs", 1, 0, ""},
-    {"CaseDiffers", "2.0.1-rc1", "rootfs", 0, 1,
+    {"SameVerified", "2.0.1\n\0junk"s, "rootfs", VERSION_VERIFY, 0, ""},
+    {"CaseDiffers", "2.0.1-rc1", "rootfs", VERSION_CHECK, 1,
      "   Package 'rootfs        ' changed, got 'filesystem 2.0.1-rc1', found 'filesystem 2.0.1'\n"},
-    {"CaseDiffersVerified", "2.0.1-rc1", "rootfs", 1, 1,
+    {"CaseDiffersVerified", "2.0.1-rc1", "rootfs", VERSION_VERIFY, 1,
      "ERROR: Package 'rootfs        ' does not match, need 'filesystem 2.0.1-rc1', "
      "found 'filesystem 2.0.1'\n"},
-    {"LongNameCut", "2.0.1", "applications-filesystem", 0, 0,
+    {"LongNameCut", "2.0.1", "applications-filesystem", VERSION_CHECK, 0,
      "   Package 'applications-f' not changed, got 'filesystem 2.0.1'\n"},
-    {"CutFileNeverMatches", "2.0.1" + std::string(5000, '\n'), "rootfs", 0, 1,
+    {"CutFileNeverMatches", "2.0.1" + std::string(5000, '\n'), "rootfs", VERSION_CHECK, 1,
      "   Package 'rootfs        ' changed, got 'filesystem 2.0.1', found 'filesystem 2.0.1'\n"},
-    {"Missing", std::nullopt, "rootfs", 0, 1, NOT_INSTALLED},
-    {"MissingVerified", std::nullopt, "rootfs", 1, 1, NOT_INSTALLED},
-    {"Empty", "", "rootfs", 0, 1, NOT_INSTALLED},
+    {"Missing", std::nullopt, "rootfs", VERSION_CHECK, 1, NOT_INSTALLED},
+    {"Empty", "", "rootfs", VERSION_CHECK, 1, NOT_INSTALLED},
 };
 
 INSTANTIATE_TEST_SUITE_P(Rows, CheckUpdateRequired, testing::ValuesIn(CHECK_CASES), case_name());

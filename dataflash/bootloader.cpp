@@ -1,11 +1,11 @@
 #include "dataflash/bootloader.h"
 
-#include "dataflash/device.h"
 #include "dataflash/record.h"
+#include "dataflash/result.h"
+#include "dataflash/transfer.h"
 #include "firmpack/checksum.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
@@ -80,15 +80,15 @@ void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, ui
 int write_and_verify(const uint8_t* data, uint32_t length, uint32_t image_offset,
                      uint32_t image_crc, uint8_t* work_buffer)
 {
-    if (dataflash_transfer(1, work_buffer, image_offset, length) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_WRITE, work_buffer, image_offset, length) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
-    if (dataflash_transfer(0, work_buffer, image_offset, length) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_READ, work_buffer, image_offset, length) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
     if (checksum_crc32(0, work_buffer, length) != image_crc) {
         report_read_back_mismatch(data, work_buffer, length, image_crc);
-        return ENODEV;
+        return RESULT_READ_BACK_DIFFERS;
     }
     return 0;
 }
@@ -104,7 +104,7 @@ int libsu_is_update_required(int type, const char* description, uint8_t* work_bu
     }
     *update_required = 0;
     if (read_bootloader_administration() != 0) {
-        return -1;
+        return RESULT_TRANSFER_FAILED;
     }
     for (uint8_t* r : admin_records) {
         result = validate_bootloader_record(r, work_buffer);
@@ -132,7 +132,7 @@ int libsu_store_package(int type, const char* description, const uint8_t* data, 
     if (length > BOOTLOADER_IMAGE_AREA_SIZE) {
         printf("ERROR: Package '%-14.14s' too large (%u > %u bytes)\n", PACKAGE_NAME, length,
                BOOTLOADER_IMAGE_AREA_SIZE);
-        return EFBIG;
+        return RESULT_PACKAGE_TOO_LARGE;
     }
     int newest = find_newest_record();
     int target = newest < 0 ? 0 : 1 - newest;
@@ -143,7 +143,7 @@ int libsu_store_package(int type, const char* description, const uint8_t* data, 
     uint8_t* slot = admin_records[target];
     std::fill_n(slot, record::SIZE, 0xFF);
     if (write_admin_slot(BOOTLOADER_ADMIN_OFFSET, target, slot) != 0) {
-        return -1;
+        return RESULT_TRANSFER_FAILED;
     }
     std::copy_n(data, length, work_buffer);
     uint32_t image_offset = BOOTLOADER_IMAGE_OFFSETS[target];

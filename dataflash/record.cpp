@@ -1,10 +1,10 @@
 #include "dataflash/record.h"
 
 #include "dataflash/bootloader.h"
-#include "dataflash/device.h"
+#include "dataflash/result.h"
+#include "dataflash/transfer.h"
 #include "firmpack/checksum.h"
 
-#include <cerrno>
 #include <cstdio>
 
 std::array<uint8_t, ADMIN_AREA_SIZE> admin_copy;
@@ -37,8 +37,9 @@ bool header_is_valid(const uint8_t* r)
 
 int read_bootloader_administration()
 {
-    if (dataflash_transfer(0, admin_copy.data(), BOOTLOADER_ADMIN_OFFSET, ADMIN_AREA_SIZE) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_READ, admin_copy.data(), BOOTLOADER_ADMIN_OFFSET,
+                           ADMIN_AREA_SIZE) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
     admin_records = {admin_copy.data(), admin_copy.data() + ADMIN_SLOT_SIZE};
     return 0;
@@ -48,7 +49,7 @@ int check_package_type(const char* operation, int type)
 {
     if (type != LIBSU_TYPE_BOOTLOADER) {
         printf("%s: Invalid type:%i\n", operation, type);
-        return EINVAL;
+        return RESULT_BAD_REQUEST;
     }
     return 0;
 }
@@ -57,7 +58,7 @@ int check_administration_loaded(const char* operation)
 {
     if (admin_records[0] == nullptr) {
         printf("ERROR: %s: update administration not loaded\n", operation);
-        return EINVAL;
+        return RESULT_BAD_REQUEST;
     }
     return 0;
 }
@@ -65,7 +66,10 @@ int check_administration_loaded(const char* operation)
 int write_admin_slot(uint32_t area_offset, int slot, uint8_t* slot_bytes)
 {
     uint32_t offset = area_offset + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
-    return dataflash_transfer(1, slot_bytes, offset, ADMIN_SLOT_SIZE) == 0 ? 0 : -1;
+    if (dataflash_transfer(DATAFLASH_WRITE, slot_bytes, offset, ADMIN_SLOT_SIZE) != 0) {
+        return RESULT_TRANSFER_FAILED;
+    }
+    return 0;
 }
 
 int validate_bootloader_record(uint8_t* r, uint8_t* work_buffer)
@@ -79,8 +83,8 @@ int validate_bootloader_record(uint8_t* r, uint8_t* work_buffer)
     }
     uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
     uint32_t image_length = get_le32(r + record::IMAGE_LENGTH);
-    if (dataflash_transfer(0, work_buffer, image_offset, image_length) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_READ, work_buffer, image_offset, image_length) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
     // A damaged image makes its record count as absent; that is no failure.
     if (checksum_crc32(0, work_buffer, image_length) != get_le32(r + record::IMAGE_CRC)) {

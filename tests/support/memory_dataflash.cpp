@@ -9,8 +9,6 @@ namespace {
 
 memory_dataflash flash;
 
-constexpr int MEMORY_DESCRIPTOR = 1000;
-
 int count_of(bool write)
 {
     return static_cast<int>(
@@ -65,12 +63,6 @@ std::vector<dataflash_access> dataflash_writes()
 std::vector<dataflash_access> dataflash_reads()
 {
     return accesses_of(false);
-}
-
-int dataflash_open(int* descriptor)
-{
-    *descriptor = MEMORY_DESCRIPTOR;
-    return 0;
 }
 
 int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer)

@@ -1,5 +1,5 @@
-// An in-memory dataflash in place of the device access (dataflash_open,
-// dataflash_read, dataflash_write): link fpu_memory_dataflash instead of
+// An in-memory dataflash in place of the device access (dataflash_read,
+// dataflash_write): link fpu_memory_dataflash instead of
 // fpu_dataflash_device, and everything above the device calls runs unchanged.
 // It records every access and can fail chosen accesses or deliver changed
 // bytes on read. A failing access returns the chosen error number and prints

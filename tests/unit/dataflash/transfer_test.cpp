@@ -1,4 +1,4 @@
-#include "dataflash/device.h"
+#include "dataflash/transfer.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/case_name.h"

@@ -1,8 +1,11 @@
 #include "dataflash/admin.h"
 
+#include "dataflash/bootloader.h"
+#include "dataflash/bootloader_admin.h"
 #include "dataflash/record.h"
 #include "dataflash/result.h"
 #include "dataflash/transfer.h"
+#include "firmpack/byte_order.h"
 
 #include <array>
 #include <cstdio>
@@ -88,19 +91,12 @@ int libsu_make_update_persistent(int type)
     if (result != 0) {
         return result;
     }
-    if (stored_slot < 0) {
+    if (!bootloader_record_prepared()) {
         printf("ERROR: Store the bootloader first!\n");
         return RESULT_NOT_STORED;
     }
     if (corrupt_update_administration() != 0) {
         return RESULT_PAGE32_NOT_ERASED;
     }
-    if (write_admin_slot(BOOTLOADER_ADMIN_OFFSET, stored_slot, admin_records[stored_slot]) != 0) {
-        return RESULT_TRANSFER_FAILED;
-    }
-    if (read_bootloader_administration() != 0) {
-        return RESULT_TRANSFER_FAILED;
-    }
-    // A header that does not read back valid is marked so in memory only.
-    return validate_bootloader_record(admin_records[stored_slot], nullptr);
+    return write_prepared_bootloader_record();
 }

@@ -27,3 +27,12 @@ int dataflash_transfer(int write, uint8_t* buffer, uint32_t offset, uint32_t len
     }
     return 0;
 }
+
+int write_admin_slot(uint32_t area_offset, int slot, uint8_t* slot_bytes)
+{
+    uint32_t offset = area_offset + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
+    if (dataflash_transfer(DATAFLASH_WRITE, slot_bytes, offset, ADMIN_SLOT_SIZE) != 0) {
+        return RESULT_TRANSFER_FAILED;
+    }
+    return 0;
+}

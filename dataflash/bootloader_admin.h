@@ -10,8 +10,8 @@
 inline constexpr int NO_BOOTLOADER_RECORD = -1;
 
 // Where a new bootloader goes: the slot that does not hold the newest record,
-// with a sequence one higher than the newest record's (slot 0 and 1 when there
-// is none).
+// with a sequence one higher than the newest record's (slot 0 with sequence 1
+// when there is none).
 struct bootloader_target {
     int slot;
     uint32_t sequence;
@@ -35,13 +35,13 @@ struct bootloader_image {
 [[nodiscard]] int check_administration_loaded(const char* operation);
 
 // The slot of the newest valid record, or NO_BOOTLOADER_RECORD for none (also
-// before loading).
-// Reads only memory.
+// before loading). Reads only memory.
 [[nodiscard]] int newest_bootloader_record();
 
 // The description of the slot's record, ended at its last byte.
 [[nodiscard]] const char* bootloader_description(int slot);
 
+// Where the next bootloader goes. Reads only memory.
 [[nodiscard]] bootloader_target next_bootloader_target();
 
 // Erases the slot's record in memory and writes the whole slot, so that the
@@ -53,6 +53,7 @@ struct bootloader_image {
 void prepare_bootloader_record(int slot, uint32_t sequence, const char* description,
                                const bootloader_image& image);
 
+// Whether a store prepared a record in this process.
 [[nodiscard]] bool bootloader_record_prepared();
 
 // Writes the prepared record's slot, reads the administration back and

@@ -3,11 +3,11 @@
 #include "dataflash/result.h"
 
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
 #include <fcntl.h>
-#include <limits>
 #include <mtd/mtd-user.h>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -17,10 +17,9 @@ namespace {
 // Device node numbers are tried upwards from here; mtd0 is never the dataflash.
 constexpr int FIRST_DEVICE_NUMBER = 1;
 constexpr char DEVICE_PATH_PREFIX[] = "/dev/mtd";
-// The prefix with its NUL, a sign and the ten digits of the largest int.
-constexpr std::size_t DEVICE_PATH_SIZE =
-    sizeof DEVICE_PATH_PREFIX + 1 + std::numeric_limits<int>::digits10 + 1;
-static_assert(DEVICE_PATH_SIZE == sizeof "/dev/mtd-2147483648");
+// The longest path: the prefix with the lowest int (a sign and ten digits).
+constexpr std::size_t DEVICE_PATH_SIZE = sizeof "/dev/mtd-2147483648";
+static_assert(DEVICE_PATH_SIZE == sizeof DEVICE_PATH_PREFIX + 11 && INT_MIN == -2147483647 - 1);
 
 // Writes must reach the flash before write() returns.
 constexpr int PROBE_FLAGS = O_RDONLY | O_DSYNC;
@@ -71,16 +70,16 @@ probe_outcome probe_device(const char* path, int* fd, int* error)
 }
 
 // The device node's path; a path that would not fit is refused, never cut.
-int format_device_path(int number, char (&path)[DEVICE_PATH_SIZE])
+bool format_device_path(int number, char (&path)[DEVICE_PATH_SIZE])
 {
     // An output error (a negative length) converts to a size that is refused too.
     int length = snprintf(path, sizeof path, "%s%i", DEVICE_PATH_PREFIX, number);
-    if (static_cast<std::size_t>(length) >= sizeof path) {
-        fprintf(stderr, "Could not open mtd device: %s%i -> %s\n", DEVICE_PATH_PREFIX, number,
-                strerror(RESULT_DEVICE_PATH_TOO_LONG));
-        return RESULT_DEVICE_PATH_TOO_LONG;
+    if (static_cast<std::size_t>(length) < sizeof path) {
+        return true;
     }
-    return 0;
+    fprintf(stderr, "Could not open mtd device: %s%i -> %s\n", DEVICE_PATH_PREFIX, number,
+            strerror(RESULT_DEVICE_PATH_TOO_LONG));
+    return false;
 }
 
 // 0 with the dataflash descriptor, or the system error number of the failing call.
@@ -90,10 +89,10 @@ int dataflash_open(int* descriptor)
     // board without a dataflash stops at the first missing node.
     for (int number = FIRST_DEVICE_NUMBER; dataflash_fd < 0; ++number) {
         char path[DEVICE_PATH_SIZE];
-        int error = format_device_path(number, path);
-        if (error != 0) {
-            return error;
+        if (!format_device_path(number, path)) {
+            return RESULT_DEVICE_PATH_TOO_LONG;
         }
+        int error = 0;
         int fd = -1;
         switch (probe_device(path, &fd, &error)) {
         case PROBE_FOUND:

@@ -189,17 +189,20 @@ const std::string UNLOADED =
 const std::string STORE_TYPE_2 = "libsu_store_package: Invalid type:2\n" + STORE_FIRST;
 const std::string PERSIST_TYPE_2 = INSTALLING + "libsu_make_update_persistent: Invalid type:2\n";
 const std::string PAGE32 = INSTALLING + "Corrupting update administration failed\n";
-// An image of 64 bytes 0x5A that reads back inverted: its first 20 bytes shown.
-const std::string READ_BACK_DIFFERS = [] {
-    std::vector<uint8_t> image(64, 0x5A), read_back(64, 0xA5);
+// The report on an image of 64 bytes 0x5A whose bytes from first on read back
+// inverted: at most 20 of them shown.
+std::string read_back_report(uint32_t first)
+{
+    std::vector<uint8_t> image(64, 0x5A), read_back = image;
+    std::fill(read_back.begin() + first, read_back.end(), 0xA5);
     std::string report =
         INSTALLING + "CRC expected: " + std::to_string(checksum_crc32(0, image.data(), 64)) +
         ", CRC dataflash:" + std::to_string(checksum_crc32(0, read_back.data(), 64)) + "\n";
-    for (int i = 0; i < 20; ++i) {
+    for (uint32_t i = first; i < std::min(first + 20, 64u); ++i) {
         report += "Error at byte: " + std::to_string(i) + ", (0x5a != 0xa5)\n";
     }
     return report + STORE_FIRST;
-}();
+}
 
 // clang-format off
 const update_case UPDATE_CASES[] = {
@@ -216,7 +219,8 @@ const update_case UPDATE_CASES[] = {
     {"slot_erase_fails", OLD, "new", 64, NONE, {.fail_write = 1}, -1, 1, NOT_STORED, 0, 1, 6, CHANGED},
     {"image_write_fails", OLD, "new", 64, NONE, {.fail_write = 2}, -1, 1, NOT_STORED, 1, 1, 6, CHANGED},
     {"read_back_fails", OLD, "new", 64, NONE, {.fail_read = 1}, -1, 1, NOT_STORED, 2, 1, 6, CHANGED},
-    {"read_back_differs", OLD, "new", 64, NONE, {.flip_offset = 0x26F430, .flip_length = 64}, 19, 1, READ_BACK_DIFFERS, 2, 1, 6, CHANGED},
+    {"read_back_differs", OLD, "new", 64, NONE, {.flip_offset = 0x26F430, .flip_length = 64}, 19, 1, read_back_report(0), 2, 1, 6, CHANGED},
+    {"read_back_differs_at_end", OLD, "new", 64, NONE, {.flip_offset = 0x26F430 + 45, .flip_length = 19}, 19, 1, read_back_report(45), 2, 1, 6, CHANGED},
     {"page32_fails", OLD, "new", 64, NONE, {.fail_write = 3}, 0, 19, PAGE32, 2, 1, 6, CHANGED},
     {"record_write_fails", OLD, "new", 64, NONE, {.fail_write = 4}, 0, -1, INSTALLING, 3, 1, 6, CHANGED},
     {"reload_fails", OLD, "new", 64, NONE, {.fail_read = 2}, 0, -1, INSTALLING, 4, 1, 6, NOT_CHANGED},
@@ -268,5 +272,27 @@ TEST_P(Update, WritesNewRecordLast)
 }
 
 INSTANTIATE_TEST_SUITE_P(Steps, Update, testing::ValuesIn(UPDATE_CASES), case_name());
+
+// The administration in memory after persistence is the one read back and
+// judged again: a record whose image reaches the Linux update administration
+// is not the newest, so the next store goes into its slot again.
+TEST_F(Bootloader, PersistenceJudgesTheRecordReadBack)
+{
+    in_fresh_process([&] {
+        seed_records(OLD);
+        std::vector<uint8_t> image(AREA, 0x5A);
+        std::string out;
+        ASSERT_EQ(0, check("new", &out));
+        for (int store = 0; store < 2; ++store) {
+            flash.accesses.clear();
+            ASSERT_EQ(0, run(&out, [&] {
+                          return libsu_store_package(1, "new", image.data(), AREA,
+                                                     work_buffer.data()) +
+                                 libsu_make_update_persistent(1);
+                      }));
+            EXPECT_EQ(slot_offset(1), flash.accesses.at(0).offset);
+        }
+    });
+}
 
 } // namespace

@@ -5,6 +5,8 @@ LEGACY="   -> Firmpack does not contain a partition ID field . Firmpack is a leg
 
 # Without a node for mtd0 a probe of it would fail the run.
 rm -f /dev/mtd0 /dev/mtd0ro
+linux_record 1 sequence=4 board_id=0x105
+linux_record 2 sequence=3 board_id=0x105
 run firmpack-update up_os_legacy.img up_app.img
 expect_status 0
 expect_stdout <<EOF
@@ -13,6 +15,13 @@ EOF
 expect_stderr <<'EOF'
 EOF
 expect_dataflash_opens 2
+expect_dataflash <<'EOF'
+page32: ff ff ff ff ff ff ff ff ff ff
+bootloader 0: erased
+bootloader 1: erased
+linux 1: erased
+linux 2: erased
+EOF
 
 linux_record 1 sequence=4 board_id=0x105
 fault read_only=1

@@ -1,6 +1,7 @@
-// Update administration records: the Linux update administration (one slot
-// per baseline) and the bootloader update administration (two alternating
-// slots), as the board's boot loader reads them.
+// Finishing an update in the update administrations that the board's boot
+// loader reads: the Linux update administration (one slot per baseline) gets
+// the updated baseline's record, the bootloader update administration (two
+// alternating slots) the record that libsu_store_package prepared.
 #pragma once
 
 #include <cstdint>

@@ -1,17 +1,16 @@
 #include "dataflash/bootloader.h"
 
-#include "dataflash/device.h"
+#include "dataflash/bootloader_admin.h"
 #include "dataflash/record.h"
+#include "dataflash/result.h"
+#include "dataflash/transfer.h"
 #include "firmpack/checksum.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 namespace {
-
-namespace record = bootloader_admin_record;
 
 constexpr const char* PACKAGE_NAME = "bootloader";
 // Lines of differing bytes shown for an image that reads back wrong.
@@ -20,15 +19,13 @@ constexpr int MAX_BYTE_ERROR_LINES = 20;
 // Compares the newest valid record's description with the package's.
 void compare_with_installed(const char* description, uint32_t* update_required)
 {
-    int newest = find_newest_record();
-    if (newest < 0) {
+    int newest = newest_bootloader_record();
+    if (newest == NO_BOOTLOADER_RECORD) {
         printf("   Package '%-14.14s' not yet installed\n", PACKAGE_NAME);
         *update_required = 1;
         return;
     }
-    uint8_t* newest_record = admin_records[newest];
-    newest_record[record::DESCRIPTION_END] = 0;
-    const char* installed = reinterpret_cast<const char*>(newest_record + record::DESCRIPTION);
+    const char* installed = bootloader_description(newest);
     if (strcmp(description, installed) == 0) {
         printf("   Package '%-14.14s' not changed, got '%s'\n", PACKAGE_NAME, installed);
         return;
@@ -36,28 +33,6 @@ void compare_with_installed(const char* description, uint32_t* update_required)
     printf("   Package '%-14.14s' changed, got '%s', found '%s'\n", PACKAGE_NAME, installed,
            description);
     *update_required = 1;
-}
-
-void put_description(uint8_t* r, const char* description)
-{
-    uint8_t* field = r + record::DESCRIPTION;
-    std::size_t length = strnlen(description, record::DESCRIPTION_SIZE);
-    memcpy(field, description, length);
-    memset(field + length, 0, record::DESCRIPTION_SIZE - length);
-    r[record::DESCRIPTION_END] = 0;
-}
-
-void put_record(uint8_t* r, const char* description, uint32_t sequence, uint32_t image_offset,
-                uint32_t image_length, uint32_t image_crc)
-{
-    put_le32(r + record::MAGIC, RECORD_MAGIC);
-    put_le32(r + record::IMAGE_OFFSET, image_offset);
-    put_le32(r + record::IMAGE_LENGTH, image_length);
-    put_le32(r + record::IMAGE_CRC, image_crc);
-    put_le32(r + record::VALID, RECORD_VALID);
-    put_le32(r + record::SEQUENCE, sequence);
-    put_description(r, description);
-    put_le32(r + record::MAGIC_END, RECORD_MAGIC);
 }
 
 void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, uint32_t length,
@@ -75,25 +50,33 @@ void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, ui
     }
 }
 
-// Writes the image into its area and reads it back over the work buffer's
-// copy. 0; -1 when a transfer failed; 19 when it reads back different.
-int write_and_verify(const uint8_t* data, uint32_t length, uint32_t image_offset,
-                     uint32_t image_crc, uint8_t* work_buffer)
+// Writes the image from the work buffer's copy into its area and reads it back
+// over that copy. 0; -1 when a transfer failed; 19 when it reads back different.
+int write_and_verify(const uint8_t* data, const bootloader_image& image, uint8_t* work_buffer)
 {
-    if (dataflash_transfer(1, work_buffer, image_offset, length) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_WRITE, work_buffer, image.offset, image.length) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
-    if (dataflash_transfer(0, work_buffer, image_offset, length) != 0) {
-        return -1;
+    if (dataflash_transfer(DATAFLASH_READ, work_buffer, image.offset, image.length) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
-    if (checksum_crc32(0, work_buffer, length) != image_crc) {
-        report_read_back_mismatch(data, work_buffer, length, image_crc);
-        return ENODEV;
+    if (checksum_crc32(0, work_buffer, image.length) != image.crc) {
+        report_read_back_mismatch(data, work_buffer, image.length, image.crc);
+        return RESULT_READ_BACK_DIFFERS;
     }
     return 0;
 }
 
 } // namespace
+
+int check_package_type(const char* operation, int type)
+{
+    if (type != LIBSU_TYPE_BOOTLOADER) {
+        printf("%s: Invalid type:%i\n", operation, type);
+        return RESULT_BAD_REQUEST;
+    }
+    return 0;
+}
 
 int libsu_is_update_required(int type, const char* description, uint8_t* work_buffer,
                              uint32_t* update_required)
@@ -103,14 +86,9 @@ int libsu_is_update_required(int type, const char* description, uint8_t* work_bu
         return result;
     }
     *update_required = 0;
-    if (read_bootloader_administration() != 0) {
-        return -1;
-    }
-    for (uint8_t* r : admin_records) {
-        result = validate_bootloader_record(r, work_buffer);
-        if (result != 0) {
-            return result;
-        }
+    result = load_bootloader_administration(work_buffer);
+    if (result != 0) {
+        return result;
     }
     compare_with_installed(description, update_required);
     return 0;
@@ -132,28 +110,22 @@ int libsu_store_package(int type, const char* description, const uint8_t* data, 
     if (length > BOOTLOADER_IMAGE_AREA_SIZE) {
         printf("ERROR: Package '%-14.14s' too large (%u > %u bytes)\n", PACKAGE_NAME, length,
                BOOTLOADER_IMAGE_AREA_SIZE);
-        return EFBIG;
+        return RESULT_PACKAGE_TOO_LARGE;
     }
-    int newest = find_newest_record();
-    int target = newest < 0 ? 0 : 1 - newest;
-    uint32_t sequence = newest < 0 ? 1 : get_le32(admin_records[newest] + record::SEQUENCE) + 1;
-
     // The target slot's record is invalid on the dataflash before its image
     // area is touched; the newest record stays the installed bootloader.
-    uint8_t* slot = admin_records[target];
-    std::fill_n(slot, record::SIZE, 0xFF);
-    if (write_admin_slot(BOOTLOADER_ADMIN_OFFSET, target, slot) != 0) {
-        return -1;
+    bootloader_target target = next_bootloader_target();
+    if (erase_bootloader_record(target.slot) != 0) {
+        return RESULT_TRANSFER_FAILED;
     }
     std::copy_n(data, length, work_buffer);
-    uint32_t image_offset = BOOTLOADER_IMAGE_OFFSETS[target];
-    uint32_t image_crc = checksum_crc32(0, work_buffer, length);
-    result = write_and_verify(data, length, image_offset, image_crc, work_buffer);
+    bootloader_image image = {BOOTLOADER_IMAGE_OFFSETS[target.slot], length,
+                              checksum_crc32(0, work_buffer, length)};
+    result = write_and_verify(data, image, work_buffer);
     if (result != 0) {
         return result;
     }
     // Prepared in memory only: libsu_make_update_persistent writes it.
-    put_record(slot, description, sequence, image_offset, length, image_crc);
-    stored_slot = target;
+    prepare_bootloader_record(target.slot, target.sequence, description, image);
     return 0;
 }

@@ -1,6 +1,9 @@
 #include "dataflash/device.h"
 
+#include "dataflash/result.h"
+
 #include <cerrno>
+#include <climits>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -13,7 +16,10 @@ namespace {
 
 // Device node numbers are tried upwards from here; mtd0 is never the dataflash.
 constexpr int FIRST_DEVICE_NUMBER = 1;
-constexpr std::size_t DEVICE_PATH_SIZE = 4096;
+constexpr char DEVICE_PATH_PREFIX[] = "/dev/mtd";
+// The longest path: the prefix with the lowest int (a sign and ten digits).
+constexpr std::size_t DEVICE_PATH_SIZE = sizeof "/dev/mtd-2147483648";
+static_assert(DEVICE_PATH_SIZE == sizeof DEVICE_PATH_PREFIX + 11 && INT_MIN == -2147483647 - 1);
 
 // Writes must reach the flash before write() returns.
 constexpr int PROBE_FLAGS = O_RDONLY | O_DSYNC;
@@ -63,15 +69,29 @@ probe_outcome probe_device(const char* path, int* fd, int* error)
     return PROBE_FOUND;
 }
 
-} // namespace
+// The device node's path; a path that would not fit is refused, never cut.
+bool format_device_path(int number, char (&path)[DEVICE_PATH_SIZE])
+{
+    // An output error (a negative length) converts to a size that is refused too.
+    int length = snprintf(path, sizeof path, "%s%i", DEVICE_PATH_PREFIX, number);
+    if (static_cast<std::size_t>(length) < sizeof path) {
+        return true;
+    }
+    fprintf(stderr, "Could not open mtd device: %s%i -> %s\n", DEVICE_PATH_PREFIX, number,
+            strerror(RESULT_DEVICE_PATH_TOO_LONG));
+    return false;
+}
 
+// 0 with the dataflash descriptor, or the system error number of the failing call.
 int dataflash_open(int* descriptor)
 {
     // The search ends at the first device node that cannot be opened, so a
     // board without a dataflash stops at the first missing node.
     for (int number = FIRST_DEVICE_NUMBER; dataflash_fd < 0; ++number) {
         char path[DEVICE_PATH_SIZE];
-        snprintf(path, sizeof path, "/dev/mtd%i", number);
+        if (!format_device_path(number, path)) {
+            return RESULT_DEVICE_PATH_TOO_LONG;
+        }
         int error = 0;
         int fd = -1;
         switch (probe_device(path, &fd, &error)) {
@@ -87,6 +107,8 @@ int dataflash_open(int* descriptor)
     *descriptor = dataflash_fd;
     return 0;
 }
+
+} // namespace
 
 int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer)
 {

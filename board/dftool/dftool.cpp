@@ -12,9 +12,9 @@
 // The dataflash is the first of /dev/mtd1, /dev/mtd2, ... of type
 // MTD_DATAFLASH. Record fields and their defaults: see records.h.
 
-#include "dataflash/layout.h"
-#include "firmpack/checksum.h"
 #include "board/dftool/records.h"
+#include "dataflash/record.h"
+#include "firmpack/checksum.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -157,7 +157,7 @@ int write_linux(int baseline, const std::vector<std::string>& words)
         return bad_word(error);
     }
     uint32_t offset = LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
-    return transfer(true, record.data(), offset, LINUX_RECORD_SIZE);
+    return transfer(true, record.data(), offset, linux_admin_record::SIZE);
 }
 
 // image=<file> puts the file's bytes at the record's image offset.
@@ -176,7 +176,7 @@ int write_bootloader(int slot, std::vector<std::string> words)
     if (slot < 0 || slot > 1) {
         return bad_word("slot " + std::to_string(slot));
     }
-    uint32_t area = slot == 0 ? BOOTLOADER_IMAGE_OFFSET_0 : BOOTLOADER_IMAGE_OFFSET_1;
+    uint32_t area = BOOTLOADER_IMAGE_OFFSETS[slot];
     std::vector<uint8_t> record;
     std::string error;
     if (encode_bootloader_record(words, area, image, &record, &error) != 0) {
@@ -187,7 +187,7 @@ int write_bootloader(int slot, std::vector<std::string> words)
         return 1;
     }
     uint32_t offset = BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * slot;
-    return transfer(true, record.data(), offset, BOOTLOADER_RECORD_SIZE);
+    return transfer(true, record.data(), offset, bootloader_admin_record::SIZE);
 }
 
 // The boot loader's page-32 administration, of which the tool only ever

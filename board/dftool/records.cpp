@@ -1,5 +1,7 @@
 #include "board/dftool/records.h"
 
+#include "dataflash/record.h"
+#include "firmpack/byte_order.h"
 #include "firmpack/checksum.h"
 
 #include <algorithm>
@@ -10,33 +12,29 @@
 
 namespace {
 
+namespace linux_record = linux_admin_record;
+namespace bootloader_record = bootloader_admin_record;
+
 struct field {
     const char* name;
     uint32_t offset;
     bool hex; // shown in hexadecimal
 };
 
-constexpr field LINUX_FIELDS[] = {{"magic", 0, true},     {"valid", 4, false},
-                                  {"sequence", 8, false}, {"format", 12, false},
-                                  {"board_id", 16, true}, {"magic_end", 20, true}};
-constexpr field BOOTLOADER_FIELDS[] = {{"magic", 0, true},         {"image_offset", 4, true},
-                                       {"image_length", 8, false}, {"image_crc", 12, true},
-                                       {"valid", 16, false},       {"sequence", 20, false},
-                                       {"magic_end", 288, true}};
-constexpr uint32_t LINUX_FORMAT = 2;
-
-uint32_t get_le32(const uint8_t* bytes)
-{
-    return uint32_t{bytes[0]} | (uint32_t{bytes[1]} << 8) | (uint32_t{bytes[2]} << 16) |
-           (uint32_t{bytes[3]} << 24);
-}
-
-void put_le32(uint8_t* bytes, uint32_t value)
-{
-    for (int n = 0; n < 4; ++n) {
-        bytes[n] = static_cast<uint8_t>(value >> (8 * n));
-    }
-}
+constexpr field LINUX_FIELDS[] = {
+    {"magic", linux_record::MAGIC, true},        {"valid", linux_record::VALID, false},
+    {"sequence", linux_record::SEQUENCE, false}, {"format", linux_record::FORMAT, false},
+    {"board_id", linux_record::BOARD_ID, true},  {"magic_end", linux_record::MAGIC_END, true}};
+constexpr field BOOTLOADER_FIELDS[] = {{"magic", bootloader_record::MAGIC, true},
+                                       {"image_offset", bootloader_record::IMAGE_OFFSET, true},
+                                       {"image_length", bootloader_record::IMAGE_LENGTH, false},
+                                       {"image_crc", bootloader_record::IMAGE_CRC, true},
+                                       {"valid", bootloader_record::VALID, false},
+                                       {"sequence", bootloader_record::SEQUENCE, false},
+                                       {"magic_end", bootloader_record::MAGIC_END, true}};
+// The sequence of a record whose words do not give one.
+constexpr uint32_t DEFAULT_SEQUENCE = 1;
+constexpr uint8_t ERASED_BYTE = 0xFF;
 
 const field* find_field(std::span<const field> fields, const std::string& name)
 {
@@ -72,10 +70,11 @@ int apply_words(std::span<const field> fields, const std::vector<std::string>& w
         uint32_t number = 0;
         if (equals != std::string::npos && name == "description" &&
             fields.data() == BOOTLOADER_FIELDS) {
-            std::fill_n(record + BOOTLOADER_DESCRIPTION_OFFSET, BOOTLOADER_DESCRIPTION_SIZE, 0);
+            std::fill_n(record + bootloader_record::DESCRIPTION,
+                        bootloader_record::DESCRIPTION_SIZE, 0);
             std::copy_n(value.begin(),
-                        std::min<std::size_t>(value.size(), BOOTLOADER_DESCRIPTION_SIZE),
-                        record + BOOTLOADER_DESCRIPTION_OFFSET);
+                        std::min<std::size_t>(value.size(), bootloader_record::DESCRIPTION_SIZE),
+                        record + bootloader_record::DESCRIPTION);
         } else if (equals != std::string::npos && f != nullptr && parse_number(value, &number)) {
             put_le32(record + f->offset, number);
             *magic_end_given = *magic_end_given || name == "magic_end";
@@ -89,7 +88,7 @@ int apply_words(std::span<const field> fields, const std::vector<std::string>& w
 
 bool is_erased(const uint8_t* record, uint32_t size)
 {
-    return std::all_of(record, record + size, [](uint8_t b) { return b == 0xFF; });
+    return std::all_of(record, record + size, [](uint8_t b) { return b == ERASED_BYTE; });
 }
 
 std::string describe_fields(std::span<const field> fields, const uint8_t* record)
@@ -113,8 +112,8 @@ std::string describe_fields(std::span<const field> fields, const uint8_t* record
 std::string quote_description(const uint8_t* record)
 {
     std::string text = "\"";
-    for (uint32_t n = 0; n < BOOTLOADER_DESCRIPTION_SIZE; ++n) {
-        uint8_t c = record[BOOTLOADER_DESCRIPTION_OFFSET + n];
+    for (uint32_t n = 0; n < bootloader_record::DESCRIPTION_SIZE; ++n) {
+        uint8_t c = record[bootloader_record::DESCRIPTION + n];
         if (c == 0) {
             break;
         }
@@ -134,16 +133,16 @@ std::string quote_description(const uint8_t* record)
 int encode_linux_record(const std::vector<std::string>& words, std::vector<uint8_t>* record,
                         std::string* error)
 {
-    record->assign(LINUX_RECORD_SIZE, 0);
+    record->assign(linux_record::SIZE, 0);
     uint8_t* r = record->data();
-    put_le32(r + 0, RECORD_MAGIC);
-    put_le32(r + 4, 1);
-    put_le32(r + 8, 1);
-    put_le32(r + 12, LINUX_FORMAT);
+    put_le32(r + linux_record::MAGIC, RECORD_MAGIC);
+    put_le32(r + linux_record::VALID, RECORD_VALID);
+    put_le32(r + linux_record::SEQUENCE, DEFAULT_SEQUENCE);
+    put_le32(r + linux_record::FORMAT, linux_record::FORMAT_CURRENT);
     bool magic_end_given = false;
     int result = apply_words(LINUX_FIELDS, words, r, &magic_end_given, error);
     if (!magic_end_given) {
-        put_le32(r + 20, get_le32(r));
+        put_le32(r + linux_record::MAGIC_END, get_le32(r + linux_record::MAGIC));
     }
     return result;
 }
@@ -152,26 +151,26 @@ int encode_bootloader_record(const std::vector<std::string>& words, uint32_t def
                              const std::vector<uint8_t>& image_bytes, std::vector<uint8_t>* record,
                              std::string* error)
 {
-    record->assign(BOOTLOADER_RECORD_SIZE, 0);
+    record->assign(bootloader_record::SIZE, 0);
     uint8_t* r = record->data();
     auto length = static_cast<uint32_t>(image_bytes.size());
-    put_le32(r + 0, RECORD_MAGIC);
-    put_le32(r + 4, default_image_offset);
-    put_le32(r + 8, length);
-    put_le32(r + 12, checksum_crc32(0, image_bytes.data(), length));
-    put_le32(r + 16, 1);
-    put_le32(r + 20, 1);
+    put_le32(r + bootloader_record::MAGIC, RECORD_MAGIC);
+    put_le32(r + bootloader_record::IMAGE_OFFSET, default_image_offset);
+    put_le32(r + bootloader_record::IMAGE_LENGTH, length);
+    put_le32(r + bootloader_record::IMAGE_CRC, checksum_crc32(0, image_bytes.data(), length));
+    put_le32(r + bootloader_record::VALID, RECORD_VALID);
+    put_le32(r + bootloader_record::SEQUENCE, DEFAULT_SEQUENCE);
     bool magic_end_given = false;
     int result = apply_words(BOOTLOADER_FIELDS, words, r, &magic_end_given, error);
     if (!magic_end_given) {
-        put_le32(r + 288, get_le32(r));
+        put_le32(r + bootloader_record::MAGIC_END, get_le32(r + bootloader_record::MAGIC));
     }
     return result;
 }
 
 std::string describe_linux_record(const uint8_t* record)
 {
-    if (is_erased(record, LINUX_RECORD_SIZE)) {
+    if (is_erased(record, linux_record::SIZE)) {
         return "erased";
     }
     return describe_fields(LINUX_FIELDS, record);
@@ -179,7 +178,7 @@ std::string describe_linux_record(const uint8_t* record)
 
 std::string describe_bootloader_record(const uint8_t* record, const std::string& image_status)
 {
-    if (is_erased(record, BOOTLOADER_RECORD_SIZE)) {
+    if (is_erased(record, bootloader_record::SIZE)) {
         return "erased";
     }
     return describe_fields(BOOTLOADER_FIELDS, record) +
@@ -188,17 +187,17 @@ std::string describe_bootloader_record(const uint8_t* record, const std::string&
 
 uint32_t bootloader_image_offset(const uint8_t* record)
 {
-    return get_le32(record + 4);
+    return get_le32(record + bootloader_record::IMAGE_OFFSET);
 }
 
 uint32_t bootloader_image_length(const uint8_t* record)
 {
-    return get_le32(record + 8);
+    return get_le32(record + bootloader_record::IMAGE_LENGTH);
 }
 
 uint32_t bootloader_image_crc(const uint8_t* record)
 {
-    return get_le32(record + 12);
+    return get_le32(record + bootloader_record::IMAGE_CRC);
 }
 
 bool bootloader_record_counts(const uint8_t* record)

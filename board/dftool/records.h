@@ -1,20 +1,12 @@
 // The update administration records as the board VM seeds and checks them:
 // written from "field=value" words and shown as one line of text per slot.
-// Kept apart from the tool's own record code, so that each checks the other.
+// The record layout is the tool's own (dataflash/record.h); what the tool
+// makes of the records is its own code, which these words and lines check.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
-
-// Field offsets of a Linux update administration record.
-inline constexpr uint32_t LINUX_RECORD_SIZE = 24;
-// Field offsets of a bootloader update administration record.
-inline constexpr uint32_t BOOTLOADER_DESCRIPTION_OFFSET = 24;
-inline constexpr uint32_t BOOTLOADER_DESCRIPTION_SIZE = 264;
-inline constexpr uint32_t BOOTLOADER_RECORD_SIZE = 292;
-
-inline constexpr uint32_t RECORD_MAGIC = 0xDEADBEEF;
 
 // A record's bytes from "field=value" words over the defaults (a valid record:
 // magic, valid 1, sequence 1, format 2, magic_end equal to magic). Numbers take

@@ -1,15 +1,16 @@
-// An in-memory dataflash in place of the device access (dataflash_open,
-// dataflash_read, dataflash_write): link fpu_memory_dataflash instead of
-// fpu_dataflash_device, and everything above the device calls runs unchanged.
-// It records every access and can fail chosen accesses or deliver changed
-// bytes on read. A failing access returns the chosen error number and prints
-// nothing itself.
+// An in-memory dataflash in place of the device access (dataflash_read,
+// dataflash_write): link fpu_memory_dataflash instead of fpu_dataflash_device,
+// and everything above the device calls runs unchanged. It records every
+// access and can fail chosen accesses (with EIO, printing nothing itself),
+// deliver fewer bytes or flipped bytes on read. Also what the tests of the
+// layers above need around it.
 #pragma once
 
 #include "dataflash/layout.h"
 
-#include <cerrno>
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
 struct dataflash_access {
@@ -19,30 +20,27 @@ struct dataflash_access {
     bool operator==(const dataflash_access&) const = default;
 };
 
-// A byte that reads deliver as value, whatever the flash holds at offset.
-struct read_change {
-    uint32_t offset;
-    uint8_t value;
+struct dataflash_faults {
+    int fail_read = 0;                // the n-th read fails, counted from 1; 0 fails none
+    int fail_write = 0;               // the n-th write fails
+    uint32_t read_limit = UINT32_MAX; // a read delivers at most this many bytes
+    uint32_t flip_offset = 0;         // the bytes of this range read inverted
+    uint32_t flip_length = 0;
 };
 
 struct memory_dataflash {
     std::vector<uint8_t> bytes = std::vector<uint8_t>(DATAFLASH_SIZE, 0xFF); // erased
-    std::vector<dataflash_access> accesses; // every read and write, failed ones too
-    // Counted from 1 over the accesses so far; 0 fails none.
-    int fail_access = 0; // the n-th access of either kind
-    int fail_read = 0;   // the n-th read
-    int fail_write = 0;  // the n-th write
-    int error = EIO;
-    uint32_t read_limit = UINT32_MAX; // a read delivers at most this many bytes
-    std::vector<read_change> read_changes;
+    std::vector<dataflash_access> accesses = {}; // every read and write, failed ones too
+    dataflash_faults faults = {};
 };
 
-// The dataflash that the device calls use.
+// The dataflash that the device calls use; assign {} for a fresh one.
 memory_dataflash& test_dataflash();
 
-// Erases the dataflash, clears the faults and the record of accesses.
-void reset_test_dataflash();
+// What the code under test printed, without the lines of failed transfers
+// (dataflash_transfer's own, which its test checks).
+std::string without_transfer_failures(const std::string& out);
 
-// The accesses of one kind, in order.
-std::vector<dataflash_access> dataflash_writes();
-std::vector<dataflash_access> dataflash_reads();
+// Runs body in a child process, as the tool runs once per process: the
+// bootloader update administration is not loaded and nothing is stored yet.
+void in_fresh_process(const std::function<void()>& body);

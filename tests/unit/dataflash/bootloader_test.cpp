@@ -1,377 +1,298 @@
 #include "dataflash/admin.h"
 #include "dataflash/bootloader.h"
 #include "dataflash/record.h"
+#include "firmpack/byte_order.h"
 #include "firmpack/checksum.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/case_name.h"
-#include "tests/support/dataflash_seed.h"
+#include "tests/support/memory_dataflash.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 namespace record = bootloader_admin_record;
 
-constexpr const char* WRITE_FAILED = "ERROR: Failed to write to dataflash (5)\n";
-constexpr const char* READ_FAILED = "ERROR: Failed to read from dataflash (5)\n";
-constexpr const char* NOT_INSTALLED = "   Package 'bootloader    ' not yet installed\n";
+const std::string PACKAGE = "   Package 'bootloader    ' ";
+const std::string NOT_INSTALLED = PACKAGE + "not yet installed\n";
+const std::string NOT_CHANGED = PACKAGE + "not changed, got 'new'\n";
+const std::string CHANGED = PACKAGE + "changed, got 'old', found 'new'\n";
 const std::string INSTALLING = "   Installing package 'bootloader    '... (new)\n";
-constexpr const char* STORE_FIRST = "ERROR: Store the bootloader first!\n";
+const std::string STORE_FIRST = "ERROR: Store the bootloader first!\n";
+const std::string LONG(300, 'd');
+constexpr uint32_t LINUX_ADMIN = 0x410040;
+constexpr uint32_t IMAGE_0 = 0xCE820;
+constexpr uint32_t AREA = 1707024;
 
 uint32_t slot_offset(int slot)
 {
     return BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
 }
 
-std::vector<uint8_t> make_package(uint32_t length)
+// A good record: magic, image offset, length and CRC-32, valid, sequence, each
+// little-endian from the slot's start, the description and the magic again.
+void put_record(uint8_t* r, uint32_t image_offset, const std::vector<uint8_t>& image,
+                uint32_t sequence, const char* description)
 {
-    std::vector<uint8_t> data(length);
-    for (uint32_t i = 0; i < length; ++i) {
-        data[i] = static_cast<uint8_t>(i * 13 + 1);
+    auto length = static_cast<uint32_t>(image.size());
+    uint32_t crc = checksum_crc32(0, image.data(), length);
+    for (uint32_t value : {RECORD_MAGIC, image_offset, length, crc, 1u, sequence}) {
+        put_le32(r, value);
+        r += 4;
     }
-    return data;
+    memset(r, 0, record::DESCRIPTION_SIZE);
+    strncpy(reinterpret_cast<char*>(r), description, 263);
+    put_le32(r + record::DESCRIPTION_SIZE, RECORD_MAGIC);
 }
 
 struct seed {
     int slot;
     uint32_t sequence;
     const char* description;
-    bool damaged; // one byte of its image changed after the record was written
+    std::pair<uint32_t, uint32_t> change = {record::VALID, 1}; // one field of the good record
 };
 
-// Both slots carry a pattern past their records, which no operation may change.
-void seed_administration(const std::vector<seed>& seeds)
+// Both slots carry a pattern past their records, which no operation may
+// change. A record whose image is moved gets the CRC-32 of the bytes there.
+void seed_records(const std::vector<seed>& seeds)
 {
-    auto& bytes = test_dataflash().bytes;
+    std::vector<uint8_t>& bytes = test_dataflash().bytes;
     std::fill_n(bytes.begin() + BOOTLOADER_ADMIN_OFFSET, ADMIN_AREA_SIZE, 0xA5);
-    std::fill_n(bytes.begin() + slot_offset(0), record::SIZE, 0xFF);
-    std::fill_n(bytes.begin() + slot_offset(1), record::SIZE, 0xFF);
     for (const seed& s : seeds) {
-        seed_bootloader(s.slot, s.sequence, s.description);
-        bytes[BOOTLOADER_IMAGE_OFFSETS[s.slot] + 5] ^= s.damaged ? 0x40 : 0;
+        uint8_t* r = bytes.data() + slot_offset(s.slot);
+        uint32_t offset = BOOTLOADER_IMAGE_OFFSETS[s.slot];
+        std::vector<uint8_t> image(64, static_cast<uint8_t>(s.sequence + 1));
+        std::copy(image.begin(), image.end(), bytes.begin() + offset);
+        put_record(r, offset, image, s.sequence, s.description);
+        put_le32(r + s.change.first, s.change.second);
+        uint32_t length = get_le32(r + record::IMAGE_LENGTH);
+        if (s.change.first == record::IMAGE_LENGTH && length <= DATAFLASH_SIZE - offset) {
+            put_le32(r + record::IMAGE_CRC, checksum_crc32(0, bytes.data() + offset, length));
+        }
     }
 }
 
+// The tests run in a fresh process each (in_fresh_process), since the
+// administration, once loaded, stays loaded.
 class Bootloader : public testing::Test {
   protected:
-    void SetUp() override
-    {
-        reset_dataflash_state();
-    }
-
-    int check(const char* description, std::string* out, uint32_t* required)
-    {
-        return run(out, [&] {
-            return libsu_is_update_required(1, description, work_buffer.data(), required);
-        });
-    }
-    int store(const std::string& description, const std::vector<uint8_t>& package, std::string* out)
-    {
-        return run(out, [&] {
-            return libsu_store_package(1, description.c_str(), package.data(),
-                                       static_cast<uint32_t>(package.size()), work_buffer.data());
-        });
-    }
-    int persist(std::string* out)
-    {
-        return run(out, [] { return libsu_make_update_persistent(1); });
-    }
     template <typename Body> int run(std::string* out, Body body)
     {
         captured_output output;
         int result = capture_output(&output, body);
         EXPECT_EQ("", output.err);
-        *out += output.out;
+        *out += without_transfer_failures(output.out);
         return result;
     }
+    int check(const std::string& description, std::string* out, int type = 1)
+    {
+        return run(out, [&] {
+            return libsu_is_update_required(type, description.c_str(), work_buffer.data(),
+                                            &required);
+        });
+    }
 
+    memory_dataflash& flash = test_dataflash() = {};
+    // Exactly the device's size, so that a read past it is caught.
     std::vector<uint8_t> work_buffer = std::vector<uint8_t>(DATAFLASH_SIZE);
+    uint32_t required = 7;
 };
 
 struct check_case {
     const char* name;
     std::vector<seed> seeds;
-    int fail_read;
-    int result;
-    uint32_t required;
     std::string out;
+    uint32_t required;
+    int fail_read = 0; // the check fails with -1
 };
 
 // clang-format off
 const check_case CHECK_CASES[] = {
-    {"empty", {}, 0, 0, 1, NOT_INSTALLED},
-    {"same", {{0, 5, "new", false}}, 0, 0, 0, "   Package 'bootloader    ' not changed, got 'new'\n"},
-    {"letter_case", {{0, 5, "New", false}}, 0, 0, 1,
-     "   Package 'bootloader    ' changed, got 'New', found 'new'\n"},
-    {"newest_in_slot_1", {{0, 6, "old", false}, {1, 7, "new", false}}, 0, 0, 0,
-     "   Package 'bootloader    ' not changed, got 'new'\n"},
-    {"damaged_newest", {{0, 6, "old", false}, {1, 7, "new", true}}, 0, 0, 1,
-     "   Package 'bootloader    ' changed, got 'old', found 'new'\n"},
-    {"damaged_only", {{1, 7, "new", true}}, 0, 0, 1, NOT_INSTALLED},
-    {"administration_unreadable", {{0, 5, "new", false}}, 1, -1, 0, READ_FAILED},
-    {"image_unreadable", {{0, 5, "new", false}}, 2, -1, 0, READ_FAILED},
+    {"good", {{0, 3, "new"}}, NOT_CHANGED, 0},
+    {"magic", {{0, 3, "new", {record::MAGIC, 0xDEADBEEE}}}, NOT_INSTALLED, 1},
+    {"magic_end", {{0, 3, "new", {record::MAGIC_END, 0xEFBEADDE}}}, NOT_INSTALLED, 1},
+    {"valid_zero", {{0, 3, "new", {record::VALID, 0}}}, NOT_INSTALLED, 1},
+    {"sequence_zero", {{0, 3, "new", {record::SEQUENCE, 0}}}, NOT_INSTALLED, 1},
+    {"offset_in_admin_area", {{0, 3, "new", {record::IMAGE_OFFSET, IMAGE_0 - 1}}}, NOT_INSTALLED, 1},
+    {"largest_end", {{0, 3, "new", {record::IMAGE_LENGTH, LINUX_ADMIN - 1 - IMAGE_0}}}, NOT_CHANGED, 0},
+    {"end_at_linux_admin", {{0, 3, "new", {record::IMAGE_LENGTH, LINUX_ADMIN - IMAGE_0}}}, NOT_INSTALLED, 1},
+    {"end_wraps", {{0, 3, "new", {record::IMAGE_LENGTH, 0xFFFFFFFF}}}, NOT_INSTALLED, 1},
+    {"image_crc", {{0, 3, "new", {record::IMAGE_CRC, 0}}}, NOT_INSTALLED, 1},
+    {"newest_in_slot_1", {{0, 6, "old"}, {1, 7, "new"}}, NOT_CHANGED, 0},
+    {"equal_sequences", {{0, 7, "new"}, {1, 7, "old"}}, NOT_CHANGED, 0},
+    {"higher_invalid", {{0, 9, "old", {record::VALID, 0}}, {1, 1, "new"}}, NOT_CHANGED, 0},
+    {"newest_damaged", {{0, 6, "old"}, {1, 7, "new", {record::IMAGE_CRC, 0}}}, CHANGED, 1},
+    {"administration_unreadable", {{0, 5, "new"}}, "", 0, 1},
+    {"image_unreadable", {{0, 5, "new"}}, "", 0, 2},
 };
 // clang-format on
 
 class ChangeCheck : public Bootloader, public testing::WithParamInterface<check_case> {};
 
+// Reads only; a record that fails its header or its image's CRC-32 counts as absent.
 TEST_P(ChangeCheck, ComparesNewestValidRecord)
 {
     const check_case& c = GetParam();
-    seed_administration(c.seeds);
-    test_dataflash().fail_read = c.fail_read;
-    uint32_t required = 7;
-    std::string out;
-    EXPECT_EQ(c.result, check("new", &out, &required));
-    EXPECT_EQ(c.out, out);
-    EXPECT_EQ(c.required, required);
-    EXPECT_TRUE(dataflash_writes().empty());
+    in_fresh_process([&] {
+        seed_records(c.seeds);
+        std::vector<uint8_t> before = flash.bytes;
+        flash.faults.fail_read = c.fail_read;
+        std::string out;
+        EXPECT_EQ(c.fail_read == 0 ? 0 : -1, check("new", &out));
+        EXPECT_EQ(c.out, out);
+        EXPECT_EQ(c.required, required);
+        EXPECT_TRUE(before == flash.bytes);
+    });
 }
 
 INSTANTIATE_TEST_SUITE_P(Records, ChangeCheck, testing::ValuesIn(CHECK_CASES), case_name());
 
-// Each update goes to the slot without the newest record, with exactly these
-// accesses; the previous record stays the installed one until persistence,
-// and valid beside the new one afterwards.
-TEST_F(Bootloader, SuccessiveUpdatesAlternate)
-{
-    std::fill_n(test_dataflash().bytes.begin() + PAGE32_ADMIN_OFFSET, 11, 0x00);
-    seed_administration({});
-    for (uint32_t round = 1; round <= 3; ++round) {
-        std::string description = "boot " + std::to_string(round);
-        std::string out;
-        uint32_t required = 0;
-        ASSERT_EQ(0, check(description.c_str(), &out, &required));
-        ASSERT_EQ(1u, required);
-        int previous = round == 1 ? -1 : static_cast<int>(round % 2);
-        ASSERT_EQ(previous, find_newest_record());
-        if (round == 3) {
-            EXPECT_NE(0u, get_le32(admin_records[1 - previous] + record::VALID));
-        }
-        std::vector<uint8_t> expected = test_dataflash().bytes;
-        test_dataflash().accesses.clear();
-        out.clear();
-        int slot = 1 - static_cast<int>(round % 2);
-        uint32_t image_offset = BOOTLOADER_IMAGE_OFFSETS[slot];
-        std::vector<uint8_t> package = make_package(100 + round);
-        uint32_t length = static_cast<uint32_t>(package.size());
+// What an update does wrong: type 2 for one operation, so that the change
+// check does not load the administration.
+enum misuse_kind { NONE, CHECK_TYPE, STORE_TYPE, PERSIST_TYPE };
 
-        ASSERT_EQ(0, store(description, package, &out));
-        std::fill_n(expected.begin() + slot_offset(slot), record::SIZE, 0xFF);
-        std::copy(package.begin(), package.end(), expected.begin() + image_offset);
-        EXPECT_TRUE(expected == test_dataflash().bytes);
-
-        ASSERT_EQ(0, persist(&out));
-        put_bootloader_record(expected.data() + slot_offset(slot), image_offset, length,
-                              checksum_crc32(0, package.data(), length), round,
-                              description.c_str());
-        std::fill_n(expected.begin() + PAGE32_ADMIN_OFFSET, 10, 0xFF);
-        EXPECT_TRUE(expected == test_dataflash().bytes);
-        std::vector<dataflash_access> accesses{{true, slot_offset(slot), ADMIN_SLOT_SIZE},
-                                               {true, image_offset, length},
-                                               {false, image_offset, length},
-                                               {true, PAGE32_ADMIN_OFFSET, 10},
-                                               {true, slot_offset(slot), ADMIN_SLOT_SIZE},
-                                               {false, BOOTLOADER_ADMIN_OFFSET, ADMIN_AREA_SIZE}};
-        EXPECT_EQ(accesses, test_dataflash().accesses);
-        EXPECT_EQ("   Installing package 'bootloader    '... (" + description + ")\n", out);
-    }
-}
-
-struct stored_case {
+// A store and its persistence after a change check, then a change check again.
+struct update_case {
     const char* name;
+    std::vector<seed> seeds;
     std::string description;
     uint32_t length;
-    uint32_t valid;        // the stored header's verdict when persistence reloads it
-    std::string check_out; // the change check after store and persistence
-};
-
-const std::string LONG_DESCRIPTION(300, 'd');
-
-const stored_case STORED_CASES[] = {
-    {"zero_length", "new", 0, 1, "   Package 'bootloader    ' not changed, got 'new'\n"},
-    {"description_cut", LONG_DESCRIPTION, 10, 1,
-     "   Package 'bootloader    ' changed, got '" + LONG_DESCRIPTION.substr(0, 263) + "', found '" +
-         LONG_DESCRIPTION + "'\n"},
-    // In slot 1 a full image area ends at the Linux update administration.
-    {"full_area_in_slot_1", "new", 1707024, 0,
-     "   Package 'bootloader    ' changed, got 'old', found 'new'\n"},
-};
-
-class StoredThenChecked : public Bootloader, public testing::WithParamInterface<stored_case> {};
-
-TEST_P(StoredThenChecked, ReportsWhatTheRecordHolds)
-{
-    const stored_case& c = GetParam();
-    seed_administration({{0, 5, "old", false}});
-    uint32_t required;
-    std::string out;
-    ASSERT_EQ(0, check(c.description.c_str(), &out, &required));
-    std::vector<uint8_t> package = make_package(c.length);
-    ASSERT_EQ(0, store(c.description, package, &out));
-    ASSERT_EQ(0, persist(&out));
-    EXPECT_EQ(c.valid, get_le32(admin_records[1] + record::VALID));
-    std::vector<uint8_t> slot = flash_range(slot_offset(1), ADMIN_SLOT_SIZE);
-    EXPECT_EQ(c.length, get_le32(slot.data() + record::IMAGE_LENGTH));
-    EXPECT_EQ(checksum_crc32(0, package.data(), c.length),
-              get_le32(slot.data() + record::IMAGE_CRC));
-    EXPECT_EQ(0, slot[record::DESCRIPTION_END]);
-    out.clear();
-    ASSERT_EQ(0, check(c.description.c_str(), &out, &required));
-    EXPECT_EQ(c.check_out, out);
-}
-
-INSTANTIATE_TEST_SUITE_P(Packages, StoredThenChecked, testing::ValuesIn(STORED_CASES), case_name());
-
-// Steps of store and persistence that write, in order.
-enum written_step { NONE, SLOT_INVALIDATED, IMAGE_WRITTEN, PAGE32_ERASED, RECORD_WRITTEN };
-
-struct failure_case {
-    const char* name;
-    int fail_write;
-    int fail_read;
+    misuse_kind misuse;
+    dataflash_faults faults; // counted from the store on
     int store_result;
     int persist_result;
-    std::string out;
-    written_step written;
+    std::string out; // of the store and the persistence
+    int writes;      // of the record erased, the image, page 32 and the new record
+    int slot;        // where the new record goes, with its sequence
+    uint32_t sequence;
+    std::string check_after;
 };
 
-const failure_case FAILURE_CASES[] = {
-    {"invalidation", 1, 0, -1, 1, INSTALLING + WRITE_FAILED + STORE_FIRST, NONE},
-    {"image_write", 2, 0, -1, 1, INSTALLING + WRITE_FAILED + STORE_FIRST, SLOT_INVALIDATED},
-    {"read_back", 0, 1, -1, 1, INSTALLING + READ_FAILED + STORE_FIRST, IMAGE_WRITTEN},
-    {"page32", 3, 0, 0, 19, INSTALLING + WRITE_FAILED + "Corrupting update administration failed\n",
-     IMAGE_WRITTEN},
-    {"record_write", 4, 0, 0, -1, INSTALLING + WRITE_FAILED, PAGE32_ERASED},
-    {"reload", 0, 2, 0, -1, INSTALLING + READ_FAILED, RECORD_WRITTEN},
-};
-
-class TransferFailure : public Bootloader, public testing::WithParamInterface<failure_case> {};
-
-TEST_P(TransferFailure, StopsWithDataflashAsPromised)
+const std::vector<seed> OLD = {{0, 5, "old"}};
+const std::string NOT_STORED = INSTALLING + STORE_FIRST;
+const std::string CUT_IN = "   Installing package 'bootloader    '... (" + LONG + ")\n";
+const std::string CUT_OUT =
+    PACKAGE + "changed, got '" + LONG.substr(0, 263) + "', found '" + LONG + "'\n";
+const std::string TOO_LARGE =
+    "ERROR: Package 'bootloader    ' too large (1707025 > 1707024 bytes)\n";
+const std::string UNLOADED =
+    "libsu_is_update_required: Invalid type:2\n"
+    "ERROR: libsu_store_package: update administration not loaded\n"
+    "ERROR: libsu_make_update_persistent: update administration not loaded\n";
+const std::string STORE_TYPE_2 = "libsu_store_package: Invalid type:2\n" + STORE_FIRST;
+const std::string PERSIST_TYPE_2 = INSTALLING + "libsu_make_update_persistent: Invalid type:2\n";
+const std::string PAGE32 = INSTALLING + "Corrupting update administration failed\n";
+// The report on an image of 64 bytes 0x5A whose bytes from first on read back
+// inverted: at most 20 of them shown.
+std::string read_back_report(uint32_t first)
 {
-    const failure_case& c = GetParam();
-    seed_administration({{0, 5, "old", false}});
-    uint32_t required;
-    std::string out;
-    ASSERT_EQ(0, check("new", &out, &required));
-    std::vector<uint8_t> expected = test_dataflash().bytes;
-    test_dataflash().accesses.clear();
-    test_dataflash().fail_write = c.fail_write;
-    test_dataflash().fail_read = c.fail_read;
-    std::vector<uint8_t> package = make_package(64);
-
-    out.clear();
-    EXPECT_EQ(c.store_result, store("new", package, &out));
-    EXPECT_EQ(c.persist_result, persist(&out));
-    EXPECT_EQ(c.out, out);
-    if (c.written >= SLOT_INVALIDATED) {
-        std::fill_n(expected.begin() + slot_offset(1), record::SIZE, 0xFF);
+    std::vector<uint8_t> image(64, 0x5A), read_back = image;
+    std::fill(read_back.begin() + first, read_back.end(), 0xA5);
+    std::string report =
+        INSTALLING + "CRC expected: " + std::to_string(checksum_crc32(0, image.data(), 64)) +
+        ", CRC dataflash:" + std::to_string(checksum_crc32(0, read_back.data(), 64)) + "\n";
+    for (uint32_t i = first; i < std::min(first + 20, 64u); ++i) {
+        report += "Error at byte: " + std::to_string(i) + ", (0x5a != 0xa5)\n";
     }
-    if (c.written >= IMAGE_WRITTEN) {
-        std::copy(package.begin(), package.end(), expected.begin() + BOOTLOADER_IMAGE_OFFSET_1);
-    }
-    if (c.written >= PAGE32_ERASED) {
-        std::fill_n(expected.begin() + PAGE32_ADMIN_OFFSET, 10, 0xFF);
-    }
-    if (c.written >= RECORD_WRITTEN) {
-        put_bootloader_record(expected.data() + slot_offset(1), BOOTLOADER_IMAGE_OFFSET_1, 64,
-                              checksum_crc32(0, package.data(), 64), 6, "new");
-    }
-    EXPECT_TRUE(expected == test_dataflash().bytes);
+    return report + STORE_FIRST;
 }
 
-INSTANTIATE_TEST_SUITE_P(Steps, TransferFailure, testing::ValuesIn(FAILURE_CASES), case_name());
-
-TEST_F(Bootloader, ReadBackMismatchShowsTwentyBytes)
-{
-    uint32_t required;
-    std::string out;
-    ASSERT_EQ(0, check("new", &out, &required));
-    std::vector<uint8_t> package = make_package(64);
-    std::vector<uint8_t> read_back = package;
-    for (uint32_t i = 1; i < 64; i += 2) {
-        read_back[i] ^= 0x81;
-        test_dataflash().read_changes.push_back({BOOTLOADER_IMAGE_OFFSET_0 + i, read_back[i]});
-    }
-    out.clear();
-    EXPECT_EQ(19, store("new", package, &out));
-    EXPECT_EQ(1, persist(&out));
-
-    char line[100];
-    snprintf(line, sizeof line, "CRC expected: %u, CRC dataflash:%u\n",
-             checksum_crc32(0, package.data(), 64), checksum_crc32(0, read_back.data(), 64));
-    std::string expected = INSTALLING + line;
-    for (int i = 1; i < 40; i += 2) {
-        snprintf(line, sizeof line, "Error at byte: %i, (0x%x != 0x%x)\n", i, package[i],
-                 read_back[i]);
-        expected += line;
-    }
-    EXPECT_EQ(expected + STORE_FIRST, out);
-}
-
-enum operation { CHECK, STORE, PERSIST };
-
-struct refusal_case {
-    const char* name;
-    operation op;
-    bool loaded;
-    int type;
-    int result;
-    std::string out;
+// clang-format off
+const update_case UPDATE_CASES[] = {
+    {"first_into_slot_0", {}, "new", 64, NONE, {}, 0, 0, INSTALLING, 4, 0, 1, NOT_CHANGED},
+    {"into_slot_1", OLD, "new", 64, NONE, {}, 0, 0, INSTALLING, 4, 1, 6, NOT_CHANGED},
+    {"back_into_slot_0", {{0, 6, "older"}, {1, 7, "old"}}, "new", 64, NONE, {}, 0, 0, INSTALLING, 4, 0, 8, NOT_CHANGED},
+    {"description_cut", OLD, LONG, 64, NONE, {}, 0, 0, CUT_IN, 4, 1, 6, CUT_OUT},
+    // In slot 1 a full image area ends at the Linux update administration.
+    {"full_area_in_slot_1", OLD, "new", AREA, NONE, {}, 0, 0, INSTALLING, 4, 1, 6, CHANGED},
+    {"too_large", OLD, "new", AREA + 1, NONE, {}, 27, 1, INSTALLING + TOO_LARGE + STORE_FIRST, 0, 1, 6, CHANGED},
+    {"check_type", OLD, "new", 64, CHECK_TYPE, {}, 22, 22, UNLOADED, 0, 1, 6, CHANGED},
+    {"store_type", OLD, "new", 64, STORE_TYPE, {}, 22, 1, STORE_TYPE_2, 0, 1, 6, CHANGED},
+    {"persist_type", OLD, "new", 64, PERSIST_TYPE, {}, 0, 22, PERSIST_TYPE_2, 2, 1, 6, CHANGED},
+    {"slot_erase_fails", OLD, "new", 64, NONE, {.fail_write = 1}, -1, 1, NOT_STORED, 0, 1, 6, CHANGED},
+    {"image_write_fails", OLD, "new", 64, NONE, {.fail_write = 2}, -1, 1, NOT_STORED, 1, 1, 6, CHANGED},
+    {"read_back_fails", OLD, "new", 64, NONE, {.fail_read = 1}, -1, 1, NOT_STORED, 2, 1, 6, CHANGED},
+    {"read_back_differs", OLD, "new", 64, NONE, {.flip_offset = 0x26F430, .flip_length = 64}, 19, 1, read_back_report(0), 2, 1, 6, CHANGED},
+    {"read_back_differs_at_end", OLD, "new", 64, NONE, {.flip_offset = 0x26F430 + 45, .flip_length = 19}, 19, 1, read_back_report(45), 2, 1, 6, CHANGED},
+    {"page32_fails", OLD, "new", 64, NONE, {.fail_write = 3}, 0, 19, PAGE32, 2, 1, 6, CHANGED},
+    {"record_write_fails", OLD, "new", 64, NONE, {.fail_write = 4}, 0, -1, INSTALLING, 3, 1, 6, CHANGED},
+    {"reload_fails", OLD, "new", 64, NONE, {.fail_read = 2}, 0, -1, INSTALLING, 4, 1, 6, NOT_CHANGED},
 };
+// clang-format on
 
-const refusal_case REFUSAL_CASES[] = {
-    {"check_type", CHECK, false, 2, 22, "libsu_is_update_required: Invalid type:2\n"},
-    {"store_type", STORE, true, 2, 22, "libsu_store_package: Invalid type:2\n"},
-    {"store_unloaded", STORE, false, 1, 22,
-     "ERROR: libsu_store_package: update administration not loaded\n"},
-    {"store_too_large", STORE, true, 1, 27,
-     INSTALLING + "ERROR: Package 'bootloader    ' too large (1707025 > 1707024 bytes)\n"},
-    {"persist_type", PERSIST, true, 2, 22, "libsu_make_update_persistent: Invalid type:2\n"},
-    {"persist_unloaded", PERSIST, false, 1, 22,
-     "ERROR: libsu_make_update_persistent: update administration not loaded\n"},
-    {"persist_unstored", PERSIST, true, 1, 1, STORE_FIRST},
-};
+class Update : public Bootloader, public testing::WithParamInterface<update_case> {};
 
-class Refusal : public Bootloader, public testing::WithParamInterface<refusal_case> {};
-
-TEST_P(Refusal, WritesNothing)
+// The writes in their order, each of them whole: the target slot's record
+// erased, its image, page 32 erased and the new record, which alone makes the
+// new bootloader the installed one.
+TEST_P(Update, WritesNewRecordLast)
 {
-    const refusal_case& c = GetParam();
-    uint32_t required = 7;
-    std::string out;
-    if (c.loaded) {
-        ASSERT_EQ(0, check("new", &out, &required));
+    const update_case& c = GetParam();
+    in_fresh_process([&] {
+        seed_records(c.seeds);
+        std::fill_n(flash.bytes.begin() + PAGE32_ADMIN_OFFSET, PAGE32_ADMIN_CORRUPT_LENGTH + 1, 0);
+        std::string out;
+        int check_type = c.misuse == CHECK_TYPE ? 2 : 1;
+        ASSERT_EQ(check_type == 1 ? 0 : 22, check(c.description, &out, check_type));
+        out.erase(0, check_type == 1 ? std::string::npos : 0);
+        std::vector<uint8_t> expected = flash.bytes;
+        flash.accesses.clear();
+        flash.faults = c.faults;
+        std::vector<uint8_t> image(c.length, 0x5A);
+        EXPECT_EQ(c.store_result, run(&out, [&] {
+                      return libsu_store_package(c.misuse == STORE_TYPE ? 2 : 1,
+                                                 c.description.c_str(), image.data(), c.length,
+                                                 work_buffer.data());
+                  }));
+        EXPECT_EQ(c.persist_result, run(&out, [&] {
+                      return libsu_make_update_persistent(c.misuse == PERSIST_TYPE ? 2 : 1);
+                  }));
+        EXPECT_EQ(c.out, out);
+        uint32_t offset = BOOTLOADER_IMAGE_OFFSETS[c.slot];
+        std::fill_n(expected.begin() + slot_offset(c.slot), c.writes > 0 ? record::SIZE : 0, 0xFF);
+        std::copy_n(image.begin(), c.writes > 1 ? c.length : 0, expected.begin() + offset);
+        std::fill_n(expected.begin() + PAGE32_ADMIN_OFFSET, c.writes > 2 ? 10 : 0, 0xFF);
+        if (c.writes > 3) {
+            put_record(expected.data() + slot_offset(c.slot), offset, image, c.sequence,
+                       c.description.c_str());
+        }
+        EXPECT_TRUE(expected == flash.bytes);
+        flash.faults = {};
         out.clear();
-    }
-    std::vector<uint8_t> package = make_package(1707025);
-    int result = 0;
-    switch (c.op) {
-    case CHECK:
-        result = run(&out, [&] {
-            return libsu_is_update_required(c.type, "new", work_buffer.data(), &required);
-        });
-        EXPECT_EQ(7u, required);
-        break;
-    case STORE:
-        result = run(&out, [&] {
-            return libsu_store_package(c.type, "new", package.data(), 1707025, work_buffer.data());
-        });
-        break;
-    case PERSIST:
-        result = run(&out, [&] { return libsu_make_update_persistent(c.type); });
-        break;
-    }
-    EXPECT_EQ(c.result, result);
-    EXPECT_EQ(c.out, out);
-    EXPECT_TRUE(dataflash_writes().empty());
+        EXPECT_EQ(0, check(c.description, &out));
+        EXPECT_EQ(c.check_after, out);
+    });
 }
 
-INSTANTIATE_TEST_SUITE_P(Operations, Refusal, testing::ValuesIn(REFUSAL_CASES), case_name());
+INSTANTIATE_TEST_SUITE_P(Steps, Update, testing::ValuesIn(UPDATE_CASES), case_name());
+
+// The administration in memory after persistence is the one read back and
+// judged again: a record whose image reaches the Linux update administration
+// is not the newest, so the next store goes into its slot again.
+TEST_F(Bootloader, PersistenceJudgesTheRecordReadBack)
+{
+    in_fresh_process([&] {
+        seed_records(OLD);
+        std::vector<uint8_t> image(AREA, 0x5A);
+        std::string out;
+        ASSERT_EQ(0, check("new", &out));
+        for (int store = 0; store < 2; ++store) {
+            flash.accesses.clear();
+            ASSERT_EQ(0, run(&out, [&] {
+                          return libsu_store_package(1, "new", image.data(), AREA,
+                                                     work_buffer.data()) +
+                                 libsu_make_update_persistent(1);
+                      }));
+            EXPECT_EQ(slot_offset(1), flash.accesses.at(0).offset);
+        }
+    });
+}
 
 } // namespace

@@ -202,26 +202,28 @@ uint32_t bootloader_image_crc(const uint8_t* record)
 
 bool bootloader_record_counts(const uint8_t* record)
 {
-    uint32_t magic = get_le32(record);
-    return magic == RECORD_MAGIC && get_le32(record + 288) == magic && get_le32(record + 16) != 0 &&
-           bootloader_sequence(record) != 0;
+    uint32_t magic = get_le32(record + bootloader_record::MAGIC);
+    return magic == RECORD_MAGIC && get_le32(record + bootloader_record::MAGIC_END) == magic &&
+           get_le32(record + bootloader_record::VALID) != 0 && bootloader_sequence(record) != 0;
 }
 
 bool linux_record_counts(const uint8_t* record, uint32_t board_id)
 {
-    uint32_t magic = get_le32(record);
-    return magic == RECORD_MAGIC && get_le32(record + 20) == magic && get_le32(record + 4) == 1 &&
-           get_le32(record + 12) == LINUX_FORMAT && get_le32(record + 16) == board_id;
+    uint32_t magic = get_le32(record + linux_record::MAGIC);
+    return magic == RECORD_MAGIC && get_le32(record + linux_record::MAGIC_END) == magic &&
+           get_le32(record + linux_record::VALID) == RECORD_VALID &&
+           get_le32(record + linux_record::FORMAT) == linux_record::FORMAT_CURRENT &&
+           get_le32(record + linux_record::BOARD_ID) == board_id;
 }
 
 uint32_t bootloader_sequence(const uint8_t* record)
 {
-    return get_le32(record + 20);
+    return get_le32(record + bootloader_record::SEQUENCE);
 }
 
 uint32_t linux_sequence(const uint8_t* record)
 {
-    return get_le32(record + 8);
+    return get_le32(record + linux_record::SEQUENCE);
 }
 
 std::string bootloader_description(const uint8_t* record)

@@ -174,8 +174,7 @@ TEST(FirmpackCheck, CommandLine)
           dir.write("installed", "bootloader=bootloader 2026.10\nrootfs=R5.1\napps=R5.0\n"), os,
           app},
          0,
-         "\"description\": \"applications R5.1\", \"compression\": \"gzip\", \"size\": 2296, "
-         "\"update\": true"},
+         "\"update\": true}}}"},
         {{dir.path("missing.img"), app}, 1, "Failed to open"},
         {{os, dir.write("empty.img", "")}, 1, "Bad size"},
         {{dir.write("head.img", head), app}, 1, "head.img: truncated"},

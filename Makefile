@@ -119,7 +119,7 @@ fuzz:
 	cmake -S . -B $(FUZZ_BUILD) -DCMAKE_CXX_COMPILER=clang++ -DCMAKE_BUILD_TYPE=RelWithDebInfo \
 		-DFPU_FUZZ=ON -DFPU_BUILD_TESTS=OFF
 	cmake --build $(FUZZ_BUILD) -j$(JOBS) --target fuzz_firmpack fuzz_cmdline fuzz_version
-	tests/fuzz/run-fuzzers.sh $(FUZZ_BUILD) $(SECONDS)
+	scripts/fuzz.sh $(FUZZ_BUILD) $(SECONDS)
 
 clean:
 	rm -rf $(BUILD_ROOT)

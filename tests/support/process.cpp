@@ -5,6 +5,8 @@
 #include <cstdio>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
+#include <iterator>
 #include <spawn.h>
 #include <sstream>
 #include <sys/wait.h>
@@ -19,14 +21,8 @@ namespace {
 
 std::string slurp_and_remove(const std::string& path)
 {
-    std::string text;
-    if (FILE* file = fopen(path.c_str(), "r")) {
-        int c;
-        while ((c = fgetc(file)) != EOF) {
-            text.push_back(static_cast<char>(c));
-        }
-        fclose(file);
-    }
+    std::ifstream file(path);
+    std::string text(std::istreambuf_iterator<char>(file), {});
     unlink(path.c_str());
     return text;
 }

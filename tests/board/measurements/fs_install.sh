@@ -1,8 +1,5 @@
-# The filesystem installation with 16 MiB of incompressible payload against
-# the same work by hand, from the package file and piped from cat (through
-# gunzip into /tmp for gzip), on a partition prepared the same way; the tool
-# first in odd runs, last in even ones. Its peak memory is set against the
-# small pair's: the firmpacks are read in place, a copy would add the package.
+# The filesystem installation of 16 MiB against the same work by hand (from
+# the file, and piped from cat), and its peak memory against a small pair's.
 RUNS=11
 out=/run/measure
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1

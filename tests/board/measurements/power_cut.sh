@@ -1,16 +1,8 @@
-# Power cuts during a whole update: the sample pair (bootloader 2026.10,
-# filesystems R5.1) on the demo's board (baseline 1 with 0.9, bootloader
-# 2025.04), so that all three packages change. One clean run, with a kprobe on
-# the dataflash module's write function, lists every dataflash write with its
-# offset and length; then for each cut point N the update runs on a freshly
-# set-up board with a power cut after the N-th write (fault cut_after=N: the
-# later writes report success and store nothing), and the dataflash is judged
-# as the boot loader reads it at the next start (dftool next): the newest
-# bootloader record whose image has its CRC, and the newest valid Linux
-# record, whose baseline must hold both volumes with a version file. Cut 0 is
-# the board before the first write; status is the tool's exit status in the
-# run. Then a second run in the same boot after a complete update, without a
-# restart, and power cuts in it.
+# Power cuts during an update of all three packages (the sample pair on the
+# demo's board): a power cut after each dataflash write in turn (fault
+# cut_after=N), each judged as the boot loader reads the dataflash at the next
+# start (dftool next); then a second run in the same boot, and cuts in it.
+# The README's "When something goes wrong" says what the rows mean.
 OS=fp_os.img
 APP=fp_app.img
 ID=0x105

@@ -1,20 +1,21 @@
-# Installation steps that fail once the update has begun: the failure banner,
-# the failing step's code as exit status, and nothing undone or finished
-# after it. What a later step would have written stays as it was: the Linux
-# update administration when a filesystem failed, and the bootloader record
-# whenever the run did not reach its end.
+# A step that fails once the update has begun: the page-32 administration
+# cannot be overwritten (the fourth write, after the bootloader's slot, its
+# image and the Linux record). The failure banner and the step's code as exit
+# status; the filesystems are finalised, the new bootloader record never
+# written, so the older bootloader stays the one the boot loader starts.
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
 volume rootfs1 ubifs "R5.0"
 volume apps1 ubifs "R5.0"
 apps_mounted apps1
 root_version "R5.0"
 linux_record 1 sequence=4 board_id=0x105
-
-# The bootloader lines up to the store, after a change check against the
-# record in slot 1.
-bootloader_stored() {
-    pair_checked
-    cat <<EOF
+bootloader_record 1 image=tiny.fit sequence=2 "description=bootloader 2026.04"
+page32_admin boot-admin
+fault fail_write=4
+run firmpack-update up_os.img up_app.img
+expect_status 19
+expect_stdout <<EOF
+$(pair_checked)
    Package 'bootloader    ' changed, got 'bootloader 2026.04', found 'bootloader 2026.10'
    Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
    Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
@@ -22,11 +23,6 @@ $(banner start)
    Current baseline:1, Updating baseline:2
 ## Preparing bootloader update...
    Installing package 'bootloader    '... (bootloader 2026.10)
-EOF
-}
-
-filesystems_written() {
-    cat <<'EOF'
 ## Preparing root and applications filesystems...
    Preparing package  'rootfs@1      '... (filesystem R5.1)
    Installing package 'rootfs@1      '... (filesystem R5.1)
@@ -36,50 +32,6 @@ filesystems_written() {
    Installing package 'apps@1        '... (applications R5.1)
    Verifying package  'apps@1        '... (applications R5.1)
 ## Finalising root and applications filesystems update...
-EOF
-}
-
-bootloader_record 1 image=tiny.fit sequence=2 "description=bootloader 2026.04"
-page32_admin boot-admin
-
-# The applications filesystem fails after the root filesystem was written:
-# gunzip's exit status 1 (wait status 256) is the tool's.
-wrapper gunzip fail
-run firmpack-update up_os.img up_app.img
-expect_status 1
-expect_stdout <<EOF
-$(bootloader_stored)
-## Preparing root and applications filesystems...
-   Preparing package  'rootfs@1      '... (filesystem R5.1)
-   Installing package 'rootfs@1      '... (filesystem R5.1)
-   Verifying package  'rootfs@1      '... (filesystem R5.1)
-   Preparing package  'apps@1        '... (applications R5.1)
-   Extracting package 'apps@1        '... (applications R5.1)
-$(banner failed)
-EOF
-expect_stderr <<'EOF'
-EOF
-# The new bootloader's slot was cleared and its image written, but its record
-# never: the older bootloader is still the newest, page 32 untouched.
-expect_dataflash <<'EOF'
-page32: 62 6f 6f 74 2d 61 64 6d 69 6e
-bootloader 0: erased
-~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=1494 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.04" image ok
-linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
-linux 2: erased
-EOF
-expect_volume rootfs2 "R5.1"
-unwrap gunzip
-
-# The page-32 administration cannot be overwritten (the fourth write, after
-# the bootloader's slot, its image and the Linux record): the filesystems are
-# finalised, the new bootloader is not.
-fault fail_write=4
-run firmpack-update up_os.img up_app.img
-expect_status 19
-expect_stdout <<EOF
-$(bootloader_stored)
-$(filesystems_written)
 ## Finalising bootloader update...
 ERROR: Failed to write to dataflash (5)
 Corrupting update administration failed
@@ -95,4 +47,5 @@ bootloader 0: erased
 linux 1: magic=0xdeadbeef valid=1 sequence=4 format=2 board_id=0x105 magic_end=0xdeadbeef
 linux 2: magic=0xdeadbeef valid=1 sequence=5 format=2 board_id=0x105 magic_end=0xdeadbeef
 EOF
-
+expect_volume rootfs2 "R5.1"
+expect_volume apps2 "R5.1"

@@ -1,10 +1,6 @@
-# The whole update on a board running baseline 2 with no bootloader installed:
-# the bootloader is stored first, then root and applications filesystems go
-# into baseline 1 (rootfs1, apps1), then the filesystems' administration, then
-# the bootloader's, each utility run in that order, every dataflash transfer on
-# the one descriptor the search opened. After a restart into baseline 1 the
-# same pair has nothing left to do; without a running baseline a changed pair
-# stops after the start banner.
+# The whole update from baseline 2, step by step and utility by utility; after
+# the restart into baseline 1 nothing is left to do; without a baseline a
+# changed pair stops after the start banner.
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=2
 volume rootfs1 ubifs "R4.0"
 volume apps1 ubifs "R4.0"

@@ -4,42 +4,13 @@
 #include "driver/acceptance.h"
 
 #include "tests/support/capture.h"
-#include "tests/support/fixture.h"
+#include "tests/support/sample_pair.h"
 
 #include <gtest/gtest.h>
 
-#include <libfdt.h>
 #include <string>
 
 namespace {
-
-const std::string PAIR_DIR = FPU_EXAMPLE_PAIR_DIR;
-constexpr int KEEP = -3;   // the property as the sample pair has it
-constexpr int REMOVE = -2; // no such property
-constexpr int TEXT = -1;   // a string property with its NUL
-
-struct change {
-    const char* node;
-    const char* property;
-    const char* value;
-    int bytes; // KEEP, REMOVE, TEXT, or that many bytes of value
-};
-
-std::vector<uint8_t> changed(const std::string& file, const change& c)
-{
-    std::vector<uint8_t> fit = load_file(PAIR_DIR + "/" + file);
-    if (c.bytes == KEEP) {
-        return fit;
-    }
-    fit.resize(fit.size() + 256);
-    EXPECT_EQ(0, fdt_open_into(fit.data(), fit.data(), static_cast<int>(fit.size())));
-    int node = fdt_path_offset(fit.data(), c.node);
-    int result = c.bytes == REMOVE ? fdt_delprop(fit.data(), node, c.property)
-                 : c.bytes == TEXT ? fdt_setprop_string(fit.data(), node, c.property, c.value)
-                                   : fdt_setprop(fit.data(), node, c.property, c.value, c.bytes);
-    EXPECT_EQ(0, result) << c.node << " " << c.property;
-    return fit;
-}
 
 firmpack_pair pair_of(const std::vector<uint8_t>& os, const std::vector<uint8_t>& app,
                       uint32_t board_id)
@@ -53,24 +24,21 @@ firmpack_pair pair_of(const std::vector<uint8_t>& os, const std::vector<uint8_t>
     return pair;
 }
 
-const change SAME = {"/", "description", "", KEEP};
+const property_change SAME = UNCHANGED;
 const char* const CONFIG = "/configurations/board_0x0105";
 const char* const FDT = "/images/fdt@1";
-const char* const LEGACY = "   -> Firmpack does not contain a partition ID field . Firmpack is a "
-                           "legacy firmpack!\n";
-const char* const PID_LENGTH = "ERROR: partition ID field length zero or longer than 5 digits???? "
-                               "Assuming Firmpack is a legacy firmpack! (len:";
-const char* const PID_OTHER = "   -> Firmpack partition IDs does not match current partitioning. "
-                              "Make the bootloader handle the update!(curr:2, fp:";
-const char* const MISMATCH =
-    "Application firmpack version and OS-firmpack version do not match:\n\t- Expected: 'R5.1'\n"
-    "\t- Found   : '";
+const std::string NO_ID_FIELD =
+    "   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!\n";
+const std::string ID_LENGTH = "ERROR: partition ID field length zero or longer than 5 digits???? "
+                              "Assuming Firmpack is a legacy firmpack! (len:";
+const std::string OTHER_ID = "   -> Firmpack partition IDs does not match current partitioning. "
+                             "Make the bootloader handle the update!(curr:2, fp:";
+const std::string MISMATCH = "Application firmpack version and OS-firmpack version do not "
+                             "match:\n\t- Expected: 'R5.1'\n\t- Found   : '";
 
 struct acceptance_case {
-    const char* name;
-    change os;
-    change app;
-    uint32_t board_id;
+    property_change os;
+    property_change app;
     pair_verdict verdict;
     int result;
     std::string printed;
@@ -78,172 +46,89 @@ struct acceptance_case {
 
 TEST(PairAcceptance, EachRuleDecides)
 {
+    const char* const ROOT = "/";
+    const char* const DESC = "description";
+    constexpr pair_verdict OK = PAIR_ACCEPTED;
+    constexpr pair_verdict LEGACY = PAIR_LEGACY;
+    constexpr pair_verdict REFUSED = PAIR_REFUSED;
+    // clang-format off
     const acceptance_case cases[] = {
-        {"good", SAME, SAME, 0x105, PAIR_ACCEPTED, 0, ""},
-        {"second board", SAME, SAME, 0x200, PAIR_ACCEPTED, 0, ""},
-        {"foreign board", SAME, SAME, 0x300, PAIR_REFUSED, 22,
-         "Invalid firmpack for this board (Board 0x0300 not defined)\n"},
-        {"no fdt",
-         {CONFIG, "fdt", "", REMOVE},
-         SAME,
-         0x105,
-         PAIR_REFUSED,
-         22,
+        {SAME, SAME, OK, 0, ""},
+        {removed(CONFIG, "fdt"), SAME, REFUSED, 22,
          "ERROR: Firmpack does not contain an FDT node Firmpack is corrupt!\n"},
-        {"no filesystem", {CONFIG, "filesystem", "", REMOVE}, SAME, 0x105, PAIR_LEGACY, 0, ""},
-        {"fdt undescribed",
-         {FDT, "description", "", REMOVE},
-         SAME,
-         0x105,
-         PAIR_REFUSED,
-         38,
-         "No Description for FDT package\n"},
-        {"capital P",
-         {FDT, "description", "Partition ID", TEXT},
-         SAME,
-         0x105,
-         PAIR_LEGACY,
-         0,
-         LEGACY},
-        {"more words",
-         {FDT, "description", "partition ID v2", TEXT},
-         SAME,
-         0x105,
-         PAIR_ACCEPTED,
-         0,
-         ""},
-        {"no partition data",
-         {FDT, "data", "", REMOVE},
-         SAME,
-         0x105,
-         PAIR_REFUSED,
-         38,
-         "Could not find partition ID subimage data\n"},
-        {"empty partition",
-         {FDT, "data", "", 0},
-         SAME,
-         0x105,
-         PAIR_LEGACY,
-         0,
-         std::string(PID_LENGTH) + "0)\n"},
-        {"six digits",
-         {FDT, "data", "000002", 6},
-         SAME,
-         0x105,
-         PAIR_LEGACY,
-         0,
-         std::string(PID_LENGTH) + "6)\n"},
-        {"zero-filled", {FDT, "data", "0002", 4}, SAME, 0x105, PAIR_ACCEPTED, 0, ""},
-        {"line feed", {FDT, "data", "2\n", 2}, SAME, 0x105, PAIR_ACCEPTED, 0, ""},
-        {"partitioning 3",
-         {FDT, "data", "3", 1},
-         SAME,
-         0x105,
-         PAIR_LEGACY,
-         0,
-         std::string(PID_OTHER) + "3)\n"},
-        {"not a number",
-         {FDT, "data", "x", 1},
-         SAME,
-         0x105,
-         PAIR_LEGACY,
-         0,
-         std::string(PID_OTHER) + "0)\n"},
-        {"legacy, unpaired",
-         {FDT, "data", "3", 1},
-         {"/", "description", "R4", TEXT},
-         0x105,
-         PAIR_LEGACY,
-         0,
-         std::string(PID_OTHER) + "3)\n"},
-        {"no OS version",
-         {"/", "description", "", REMOVE},
-         SAME,
-         0x105,
-         PAIR_REFUSED,
-         22,
-         "OS firmpack does not contain version string\n"},
-        {"no APP version",
-         SAME,
-         {"/", "description", "", REMOVE},
-         0x105,
-         PAIR_REFUSED,
-         22,
-         "APP firmpack does not contain version string\n"},
-        {"no colon",
-         SAME,
-         {"/", "description", "R5.1", TEXT},
-         0x105,
-         PAIR_REFUSED,
-         9,
-         std::string(MISMATCH) + "R5.1'\n"},
-        {"trailing blank",
-         SAME,
-         {"/", "description", "apps:R5.1 ", TEXT},
-         0x105,
-         PAIR_REFUSED,
-         9,
-         std::string(MISMATCH) + "R5.1 '\n"},
-        {"first colon splits",
-         {"/", "description", "b:R5.1", TEXT},
-         {"/", "description", "a:b:R5.1", TEXT},
-         0x105,
-         PAIR_ACCEPTED,
-         0,
-         ""},
+        {removed(CONFIG, "filesystem"), SAME, LEGACY, 0, ""},
+        {removed(FDT, DESC), SAME, REFUSED, 38, "No Description for FDT package\n"},
+        {text(FDT, DESC, "Partition ID"), SAME, LEGACY, 0, NO_ID_FIELD},
+        {text(FDT, DESC, "partition ID v2"), SAME, OK, 0, ""},
+        {removed(FDT, "data"), SAME, REFUSED, 38, "Could not find partition ID subimage data\n"},
+        {bytes(FDT, "data", ""), SAME, LEGACY, 0, ID_LENGTH + "0)\n"},
+        {bytes(FDT, "data", "000002"), SAME, LEGACY, 0, ID_LENGTH + "6)\n"},
+        {bytes(FDT, "data", "0002"), SAME, OK, 0, ""},
+        {bytes(FDT, "data", "2\n"), SAME, OK, 0, ""},
+        {bytes(FDT, "data", "3"), SAME, LEGACY, 0, OTHER_ID + "3)\n"},
+        {bytes(FDT, "data", "x"), SAME, LEGACY, 0, OTHER_ID + "0)\n"},
+        {bytes(FDT, "data", "3"), text(ROOT, DESC, "R4"), LEGACY, 0, OTHER_ID + "3)\n"},
+        {removed(ROOT, DESC), SAME, REFUSED, 22, "OS firmpack does not contain version string\n"},
+        {SAME, removed(ROOT, DESC), REFUSED, 22, "APP firmpack does not contain version string\n"},
+        {SAME, text(ROOT, DESC, "R5.1"), REFUSED, 9, MISMATCH + "R5.1'\n"},
+        {SAME, text(ROOT, DESC, "apps:R5.1 "), REFUSED, 9, MISMATCH + "R5.1 '\n"},
+        {text(ROOT, DESC, "b:R5.1"), text(ROOT, DESC, "a:b:R5.1"), OK, 0, ""},
     };
+    // clang-format on
+    const std::vector<uint8_t> good_os = sample_firmpack("fp_os.img", SAME);
+    const std::vector<uint8_t> good_app = sample_firmpack("fp_app.img", SAME);
     for (const acceptance_case& c : cases) {
-        std::vector<uint8_t> os = changed("fp_os.img", c.os);
-        std::vector<uint8_t> app = changed("fp_app.img", c.app);
-        firmpack_pair pair = pair_of(os, app, c.board_id);
+        std::vector<uint8_t> os = sample_firmpack("fp_os.img", c.os);
+        std::vector<uint8_t> app = sample_firmpack("fp_app.img", c.app);
+        firmpack_pair pair = pair_of(os, app, 0x105);
         int result = -7;
         captured_output output;
         pair_verdict verdict =
             capture_output(&output, [&] { return check_pair_acceptance(&pair, &result); });
-        EXPECT_EQ(c.verdict, verdict) << c.name;
-        EXPECT_EQ(c.result, result) << c.name;
-        EXPECT_EQ(c.printed, output.out) << c.name;
+        const std::string row = std::string(c.os.node ? c.os.node : "") + " " +
+                                (c.app.node ? c.app.node : "") + ": " + c.printed;
+        EXPECT_EQ(c.verdict, verdict) << row;
+        EXPECT_EQ(c.result, result) << row;
+        EXPECT_EQ(c.printed, output.out) << row;
+    }
+    // The configuration is the board's own: the second board's, and no other.
+    for (uint32_t board_id : {0x200u, 0x300u}) {
+        firmpack_pair pair = pair_of(good_os, good_app, board_id);
+        int result = -7;
+        captured_output output;
+        capture_output(&output, [&] { return check_pair_acceptance(&pair, &result); });
+        EXPECT_EQ(
+            board_id == 0x200 ? "" : "Invalid firmpack for this board (Board 0x0300 not defined)\n",
+            output.out);
     }
 }
 
 // A damaged image names its firmpack; the OS firmpack is checked first.
 TEST(PairIntegrity, FirstDamagedFirmpackIsNamed)
 {
-    const change damaged = {"/images/fdt@1", "data", "3", 1}; // its hash no longer matches
-    struct integrity_case {
-        change os;
-        change app;
-        int result;
-        const char* last_line;
-    };
-    const integrity_case cases[] = {
+    const property_change os_damaged = damaged(FDT, "data", "3");
+    const property_change app_damaged = damaged("/images/apps@1", "data", "x");
+    const std::tuple<property_change, property_change, int, std::string> cases[] = {
         {SAME, SAME, 0, "## Both firmpacks are consistent\n"},
-        {damaged, SAME, 22, "file os.img is corrupt, stopping upgrade\n"},
-        {SAME,
-         {"/images/apps@1", "data", "x", 1},
-         22,
-         "file app.img is corrupt, stopping upgrade\n"},
-        {damaged,
-         {"/images/apps@1", "data", "x", 1},
-         22,
-         "file os.img is corrupt, stopping upgrade\n"},
+        {os_damaged, SAME, 22, "file os.img is corrupt, stopping upgrade\n"},
+        {SAME, app_damaged, 22, "file app.img is corrupt, stopping upgrade\n"},
+        {os_damaged, app_damaged, 22, "file os.img is corrupt, stopping upgrade\n"},
     };
-    for (const integrity_case& c : cases) {
-        std::vector<uint8_t> os = changed("fp_os.img", c.os);
-        std::vector<uint8_t> app = changed("fp_app.img", c.app);
+    for (const auto& [os_change, app_change, status, last_line] : cases) {
+        std::vector<uint8_t> os = sample_firmpack("fp_os.img", os_change);
+        std::vector<uint8_t> app = sample_firmpack("fp_app.img", app_change);
         firmpack_pair pair = pair_of(os, app, 0x105);
         captured_output output;
-        EXPECT_EQ(c.result, capture_output(&output, [&] { return check_pair_integrity(&pair); }));
-        EXPECT_EQ(c.last_line,
-                  output.out.substr(output.out.rfind('\n', output.out.size() - 2) + 1));
+        EXPECT_EQ(status, capture_output(&output, [&] { return check_pair_integrity(&pair); }));
+        EXPECT_EQ(last_line, output.out.substr(output.out.rfind('\n', output.out.size() - 2) + 1));
     }
 }
 
 // The packages of an accepted pair, by the names the configuration gives.
 TEST(PairPackages, NamesAndDescriptions)
 {
-    std::vector<uint8_t> os = load_file(PAIR_DIR + "/fp_os.img");
-    std::vector<uint8_t> app = load_file(PAIR_DIR + "/fp_app.img");
+    std::vector<uint8_t> os = sample_firmpack("fp_os.img", SAME);
+    std::vector<uint8_t> app = sample_firmpack("fp_app.img", SAME);
     firmpack_pair pair = pair_of(os, app, 0x105);
     int result = 0;
     captured_output output;
@@ -258,7 +143,7 @@ TEST(PairPackages, NamesAndDescriptions)
     EXPECT_STREQ("filesystem R5.1", pair.os_filesystem_description);
     EXPECT_STREQ("applications R5.1", pair.app_filesystem_description);
 
-    std::vector<uint8_t> no_firmware = changed("fp_os.img", {CONFIG, "firmware", "", REMOVE});
+    std::vector<uint8_t> no_firmware = sample_firmpack("fp_os.img", removed(CONFIG, "firmware"));
     pair.os_fit = no_firmware.data();
     EXPECT_EQ(22, capture_output(&output, [&] { return find_pair_packages(&pair); }));
     EXPECT_EQ("Firmpack does not contain a 'firmware =' definition\n", output.out);

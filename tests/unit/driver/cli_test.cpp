@@ -21,44 +21,16 @@
 
 namespace {
 
-const std::regex INFO_LINE("## Info: Firmpacks must match board-id: 0x[0-9a-f]+\n");
-
-std::string usage(const std::string& program)
+// Wrong use: the Info line, then the usage with the program as invoked.
+TEST(Cli, WrongUsePrintsUsage)
 {
-    return "Usage: " + program + " <fp_os.img> <fp_app.img>\n" + "       " + program + " --shm\n";
-}
-
-// Splits off the first line, which is always the Info line.
-std::string after_info_line(const std::string& out)
-{
-    std::size_t end = out.find('\n');
-    EXPECT_NE(std::string::npos, end);
-    EXPECT_TRUE(std::regex_match(out.substr(0, end + 1), INFO_LINE)) << out;
-    return out.substr(end + 1);
-}
-
-TEST(Cli, WrongArgumentCountsPrintUsage)
-{
-    const std::vector<std::vector<std::string>> calls = {
-        {FPU_TOOL_PATH},
-        {FPU_TOOL_PATH, "a", "b", "c"},
-        {FPU_TOOL_PATH, "--help"},
-    };
-    for (const auto& argv : calls) {
-        process_result run = run_process(argv);
-        EXPECT_EQ(22, run.exit_status) << argv.size() << " words";
-        EXPECT_EQ(usage(FPU_TOOL_PATH), after_info_line(run.out));
-        EXPECT_EQ("", run.err);
-    }
-}
-
-// "--shm" followed by another word is a pair of file names.
-TEST(Cli, ShmWithAnotherWordIsTheFileSource)
-{
-    process_result run = run_process({FPU_TOOL_PATH, "--shm", "/nonexistent/app.img"});
-    EXPECT_EQ(2, run.exit_status);
-    EXPECT_EQ("", after_info_line(run.out));
-    EXPECT_EQ("Failed to open --shm : No such file or directory\n", run.err);
+    process_result run = run_process({FPU_TOOL_PATH, "--help"});
+    const std::string program = FPU_TOOL_PATH;
+    EXPECT_EQ(22, run.exit_status);
+    EXPECT_EQ(0u, run.out.rfind("## Info: Firmpacks must match board-id: 0x", 0));
+    EXPECT_EQ("Usage: " + program + " <fp_os.img> <fp_app.img>\n       " + program + " --shm\n",
+              run.out.substr(run.out.find('\n') + 1));
+    EXPECT_EQ("", run.err);
 }
 
 // Every refusal is quick; an emulated tool is given more time.

@@ -1,11 +1,11 @@
 #!/bin/sh
-# Runs each fuzz target of a libFuzzer build (make fuzz) for a given time. The
-# corpus each one grows is kept in <build>/fuzz-corpus/<target>, what it finds
-# (a crash, a sanitizer report, an input slower than 2 s) in
+# Runs each fuzz target (tests/fuzz/) of a libFuzzer build (make fuzz) for a
+# given time. The corpus each one grows is kept in <build>/fuzz-corpus/<target>,
+# what it finds (a crash, a sanitizer report, an input slower than 2 s) in
 # <build>/fuzz-findings/; a summary per target ends the run, which fails when
 # any target found something.
 #
-# Usage: run-fuzzers.sh <fuzz build dir> <seconds per target> [target]...
+# Usage: fuzz.sh <fuzz build dir> <seconds per target> [target]...
 set -eu
 
 build=$1

@@ -13,20 +13,21 @@
 namespace {
 
 constexpr const char* BOARD_CONFIG_PREFIX = "board_0x";
+constexpr long long NOT_A_BOARD = -1;
 // The longest bootloader description the administration record keeps.
 constexpr std::size_t STORED_DESCRIPTION_MAX = bootloader_admin_record::DESCRIPTION_SIZE - 1;
 
-// The board id of a configuration name "board_0x<hex digits>[@unit]", or -1.
+// The board id of a configuration name "board_0x<hex digits>[@unit]".
 long long board_id_of(const char* name)
 {
     const std::size_t prefix = strlen(BOARD_CONFIG_PREFIX);
     if (strncmp(name, BOARD_CONFIG_PREFIX, prefix) != 0) {
-        return -1;
+        return NOT_A_BOARD;
     }
     char* end = nullptr;
     const unsigned long long id = strtoull(name + prefix, &end, 16);
     if (end == name + prefix || (*end != '\0' && *end != '@') || id > UINT32_MAX) {
-        return -1;
+        return NOT_A_BOARD;
     }
     return static_cast<long long>(id);
 }
@@ -124,7 +125,7 @@ std::vector<uint32_t> firmpack_board_ids(const uint8_t* fit)
     fdt_for_each_subnode(node, fit, configurations)
     {
         const long long id = board_id_of(fdt_get_name(fit, node, nullptr));
-        if (id >= 0) {
+        if (id != NOT_A_BOARD) {
             ids.push_back(static_cast<uint32_t>(id));
         }
     }

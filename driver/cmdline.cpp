@@ -1,5 +1,7 @@
 #include "driver/cmdline.h"
 
+#include "driver/result.h"
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -66,7 +68,7 @@ int get_cmdline_param(const char* key, char* value)
             return result;
         }
         if (cmdline_cache[0] == '\0') {
-            return 1;
+            return RESULT_CMDLINE_EMPTY;
         }
     }
     cmdline_find_param(cmdline_cache, key, value);

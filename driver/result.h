@@ -12,3 +12,4 @@ inline constexpr int RESULT_VERSION_MISMATCH = EBADF; // 9: the pair does not be
 inline constexpr int RESULT_BAD_BASELINE = EBADF;     // 9: no valid running baseline
 inline constexpr int RESULT_FILE_CHANGED = EIO;       // 5: a mapped file shrank while read
 inline constexpr int RESULT_NOTHING_TO_UPDATE = -1;   // exit status 255
+inline constexpr int RESULT_CMDLINE_EMPTY = 1;        // /proc/cmdline read, but empty

@@ -14,6 +14,12 @@ constexpr const char* KEY_BOARD_CORE = "brd_id_core";
 constexpr const char* OPTION_SHM = "--shm";
 constexpr const char* PROGRAM_NAME = "firmpack-update";
 
+constexpr int EXIT_SUCCEEDED = 0;
+// A failure whose result carries no status of its own, as a signal's does.
+constexpr int EXIT_FAILED_WITHOUT_STATUS = 1;
+constexpr uint32_t STATUS_BITS = 0xFF;
+constexpr int WAIT_STATUS_SHIFT = 8; // a utility's exit status in a wait status
+
 uint32_t decimal_value(const char* text)
 {
     return static_cast<uint32_t>(strtol(text, nullptr, 10));
@@ -77,13 +83,13 @@ int exit_status_of(int result)
 {
     auto bits = static_cast<uint32_t>(result);
     if (bits == 0) {
-        return 0;
+        return EXIT_SUCCEEDED;
     }
-    if ((bits & 0xFF) != 0) {
-        return static_cast<int>(bits & 0xFF);
+    if ((bits & STATUS_BITS) != 0) {
+        return static_cast<int>(bits & STATUS_BITS);
     }
-    if (((bits >> 8) & 0xFF) != 0) {
-        return static_cast<int>((bits >> 8) & 0xFF);
+    if (((bits >> WAIT_STATUS_SHIFT) & STATUS_BITS) != 0) {
+        return static_cast<int>((bits >> WAIT_STATUS_SHIFT) & STATUS_BITS);
     }
-    return 1;
+    return EXIT_FAILED_WITHOUT_STATUS;
 }

@@ -1,4 +1,5 @@
 #include "firmpack/extent.h"
+#include "firmpack/result.h"
 
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"
@@ -6,13 +7,13 @@
 int firmpack_check_extent(const uint8_t* buffer, uint32_t size)
 {
     if (size < FIRMPACK_PROBE_SIZE) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     if (get_be32(buffer + FDT_HEADER_MAGIC) != FDT_TREE_MAGIC) {
-        return 0;
+        return FIRMPACK_OK;
     }
     if (size < FDT_HEADER_SIZE || get_be32(buffer + FDT_HEADER_TOTALSIZE) > size) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
-    return 0;
+    return FIRMPACK_OK;
 }

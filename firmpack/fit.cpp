@@ -1,6 +1,7 @@
 #include "firmpack/fit.h"
 
 #include "firmpack/byte_order.h"
+#include "firmpack/result.h"
 
 #include <cstddef>
 #include <cstdio>
@@ -99,12 +100,13 @@ int firmpack_get_format(const uint8_t* fit)
 int firmpack_check_format(const uint8_t* fit)
 {
     if (!has_property(fit, 0, PROP_DESCRIPTION)) {
-        return 0;
+        return FIRMPACK_CHECK_FAILED;
     }
     if (!has_property(fit, 0, PROP_TIMESTAMP)) {
-        return 0;
+        return FIRMPACK_CHECK_FAILED;
     }
-    return fdt_path_offset(fit, FIT_IMAGES_PATH) >= 0 ? 1 : 0;
+    return fdt_path_offset(fit, FIT_IMAGES_PATH) >= 0 ? FIRMPACK_CHECK_PASSED
+                                                      : FIRMPACK_CHECK_FAILED;
 }
 
 int firmpack_image_node(const uint8_t* fit, const char* image_name)
@@ -153,7 +155,7 @@ int firmpack_get_string(const uint8_t* fit, int node, const char* property, cons
 {
     int length = 0;
     *text = property_string(fit, node, property, &length);
-    return *text != nullptr ? 0 : -1;
+    return *text != nullptr ? FIRMPACK_OK : FIRMPACK_MISSING;
 }
 
 int firmpack_get_description(const uint8_t* fit, int node, const char** description)
@@ -167,10 +169,10 @@ int firmpack_get_data(const uint8_t* fit, int node, const uint8_t** data, uint32
     *data = property_bytes(fit, node, PROP_DATA, &length);
     if (*data == nullptr) {
         *size = 0;
-        return -1;
+        return FIRMPACK_MISSING;
     }
     *size = static_cast<uint32_t>(length);
-    return 0;
+    return FIRMPACK_OK;
 }
 
 int firmpack_get_hash_value(const uint8_t* fit, int node, const uint8_t** value, int* length)
@@ -178,9 +180,9 @@ int firmpack_get_hash_value(const uint8_t* fit, int node, const uint8_t** value,
     *value = property_bytes(fit, node, PROP_HASH_VALUE, length);
     if (*value == nullptr) {
         *length = 0;
-        return -1;
+        return FIRMPACK_MISSING;
     }
-    return 0;
+    return FIRMPACK_OK;
 }
 
 int firmpack_get_compression(const uint8_t* fit, int node, uint8_t* code)
@@ -188,10 +190,10 @@ int firmpack_get_compression(const uint8_t* fit, int node, uint8_t* code)
     const char* name = nullptr;
     if (firmpack_get_string(fit, node, PROP_COMPRESSION, &name) != 0) {
         *code = COMPRESSION_UNKNOWN;
-        return -1;
+        return FIRMPACK_MISSING;
     }
     *code = static_cast<uint8_t>(compression_by_name(name));
-    return 0;
+    return FIRMPACK_OK;
 }
 
 int compression_by_name(const char* name)
@@ -217,5 +219,5 @@ int name_table_lookup(const name_table_entry* table, const char* title, const ch
         }
     }
     print_valid_names(table, title);
-    return -1;
+    return FIRMPACK_MISSING;
 }

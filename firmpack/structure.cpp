@@ -1,4 +1,5 @@
 #include "firmpack/structure.h"
+#include "firmpack/result.h"
 
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"
@@ -46,11 +47,11 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
     const uint32_t total = header_field(fit, FDT_HEADER_TOTALSIZE);
     const uint32_t version = header_field(fit, FDT_HEADER_VERSION);
     if (total < FDT_HEADER_SIZE || total > TREE_SIZE_MAX) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     if ((version != FDT_VERSION_16 && version != FDT_VERSION_17) ||
         header_field(fit, FDT_HEADER_LAST_COMP_VERSION) > version) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     const uint32_t structure = header_field(fit, FDT_HEADER_OFF_DT_STRUCT);
     const uint32_t strings = header_field(fit, FDT_HEADER_OFF_DT_STRINGS);
@@ -61,11 +62,11 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
     if (!block_inside(header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP), 0, total) ||
         !block_inside(structure, blocks->structure_size, total) || structure % FDT_TAG_SIZE != 0 ||
         !block_inside(strings, blocks->strings_size, total)) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     blocks->structure = fit + structure;
     blocks->strings = fit + strings;
-    return 0;
+    return FIRMPACK_OK;
 }
 
 // Where the tag after a property starts, or 0 when the property does not lie
@@ -96,12 +97,12 @@ int walk_structure(const tree_blocks& b)
         const uint32_t tag = get_be32(b.structure + offset);
         uint64_t next = offset + FDT_TAG_SIZE;
         if (offset == 0 && tag != FDT_TAG_BEGIN_NODE) {
-            return -1;
+            return FIRMPACK_DAMAGED;
         }
         switch (tag) {
         case FDT_TAG_BEGIN_NODE:
             if (root_closed || !text_inside(b.structure, b.structure_size, next)) {
-                return -1;
+                return FIRMPACK_DAMAGED;
             }
             next =
                 tag_aligned(next + strlen(reinterpret_cast<const char*>(b.structure + next)) + 1);
@@ -109,26 +110,26 @@ int walk_structure(const tree_blocks& b)
             break;
         case FDT_TAG_END_NODE:
             if (depth == 0) {
-                return -1;
+                return FIRMPACK_DAMAGED;
             }
             root_closed = --depth == 0;
             break;
         case FDT_TAG_PROP:
             next = skip_property(b, next, depth);
             if (next == 0) {
-                return -1;
+                return FIRMPACK_DAMAGED;
             }
             break;
         case FDT_TAG_NOP:
             break;
         case FDT_TAG_END:
-            return root_closed ? 0 : -1;
+            return root_closed ? FIRMPACK_OK : FIRMPACK_DAMAGED;
         default:
-            return -1;
+            return FIRMPACK_DAMAGED;
         }
         offset = next;
     }
-    return -1;
+    return FIRMPACK_DAMAGED;
 }
 
 } // namespace
@@ -137,14 +138,14 @@ int firmpack_check_structure(const uint8_t* fit)
 {
     const uint32_t magic = header_field(fit, FDT_HEADER_MAGIC);
     if (magic == FDT_SEQUENTIAL_WRITE_MAGIC) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     if (magic != FDT_TREE_MAGIC) {
-        return 0;
+        return FIRMPACK_OK;
     }
     tree_blocks blocks{};
     if (check_header(fit, &blocks) != 0) {
-        return -1;
+        return FIRMPACK_DAMAGED;
     }
     return walk_structure(blocks);
 }

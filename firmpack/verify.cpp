@@ -4,6 +4,7 @@
 #include "firmpack/checksum.h"
 #include "firmpack/fit.h"
 #include "firmpack/md5.h"
+#include "firmpack/result.h"
 #include "firmpack/sha1.h"
 
 #include <cstddef>
@@ -63,21 +64,21 @@ int image_digest(image_digests* digests, const char* algo, const uint8_t** diges
         if (strcmp(digests->known[i].algo, algo) == 0) {
             *digest = digests->known[i].digest;
             *length = digests->known[i].length;
-            return 0;
+            return FIRMPACK_OK;
         }
     }
     if (digests->count == ALGORITHM_COUNT) {
-        return -1;
+        return FIRMPACK_UNKNOWN_ALGORITHM;
     }
     auto& entry = digests->known[digests->count];
     if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length) != 0) {
-        return -1;
+        return FIRMPACK_UNKNOWN_ALGORITHM;
     }
     entry.algo = algo;
     ++digests->count;
     *digest = entry.digest;
     *length = entry.length;
-    return 0;
+    return FIRMPACK_OK;
 }
 
 // Checks one hash node against the image's digests, printing the algorithm
@@ -116,7 +117,7 @@ int firmpack_check_hashes(const uint8_t* fit)
     int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     if (images < 0) {
         printf("Can't find images parent node '%s' (%s)\n", FIT_IMAGES_PATH, fdt_strerror(images));
-        return 0;
+        return FIRMPACK_CHECK_FAILED;
     }
     printf("## Checking hash(es) for FIT Image at %08lx ...\n",
            reinterpret_cast<unsigned long>(fit));
@@ -126,11 +127,11 @@ int firmpack_check_hashes(const uint8_t* fit)
          image = next_child(fit, image, &depth), ++number) {
         printf("   Hash(es) for Image %u (%s): ", number, fdt_get_name(fit, image, nullptr));
         if (firmpack_check_image_hashes(fit, image) == 0) {
-            return 0;
+            return FIRMPACK_CHECK_FAILED;
         }
         printf("\n");
     }
-    return 1;
+    return FIRMPACK_CHECK_PASSED;
 }
 
 int firmpack_check_image_hashes(const uint8_t* fit, int image)
@@ -139,7 +140,7 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
     uint32_t size = 0;
     if (firmpack_get_data(fit, image, &data, &size) != 0) {
         printf("Can't get image data/size\n");
-        return 0;
+        return FIRMPACK_CHECK_FAILED;
     }
     image_digests digests{};
     digests.data = data;
@@ -155,10 +156,10 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
         if (failure != nullptr) {
             printf("%s for '%s' hash node in '%s' image node\n", failure, name,
                    fdt_get_name(fit, image, nullptr));
-            return 0;
+            return FIRMPACK_CHECK_FAILED;
         }
     }
-    return 1;
+    return FIRMPACK_CHECK_PASSED;
 }
 
 int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
@@ -167,17 +168,17 @@ int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
     if (strcmp(algo, ALGO_CRC32) == 0) {
         put_be32(output, checksum_crc32(0, data, size));
         *length = CRC32_SIZE;
-        return 0;
+        return FIRMPACK_OK;
     }
     if (strcmp(algo, ALGO_SHA1) == 0) {
         digest_sha1(data, size, output);
         *length = SHA1_DIGEST_SIZE;
-        return 0;
+        return FIRMPACK_OK;
     }
     if (strcmp(algo, ALGO_MD5) == 0) {
         digest_md5(data, size, output);
         *length = MD5_DIGEST_SIZE;
-        return 0;
+        return FIRMPACK_OK;
     }
-    return -1;
+    return FIRMPACK_UNKNOWN_ALGORITHM;
 }

@@ -48,6 +48,9 @@ TEST(ImageHashes, EveryFailureOfAHashNode)
     const image_case cases[] = {
         {"good", 1, "crc32+ sha1+ md5+ ", nullptr, ""},
         {"no-hashes", 1, "", nullptr, ""},
+        {"same-twice", 0, "crc32+ crc32+ crc32", " error!\nBad hash value", "hash@3"},
+        {"fourth-algorithm", 0, "crc32+ sha1+ md5+ sha256", " error!\nUnsupported hash algorithm",
+         "hash@4"},
         {"empty-data", 1, "crc32+ ", nullptr, ""},
         {"no-data", 0, NO_DATA, nullptr, ""},
         {"no-data-no-hashes", 0, NO_DATA, nullptr, ""},

@@ -22,10 +22,22 @@ deps:
 	@./scripts/install-deps.sh
 
 # The tool as it goes onto a board.
+FPU_INSTALL_MIREL ?= OFF
 build:
 	cmake -S . -B $(RELEASE_BUILD) -DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_BUILD_TESTS=OFF \
-		-DFPU_BUILD_BOARD=OFF
+		-DFPU_BUILD_BOARD=OFF -DFPU_INSTALL_MIREL=$(FPU_INSTALL_MIREL)
 	cmake --build $(RELEASE_BUILD) -j$(JOBS)
+
+# The release build installed under PREFIX, or under DESTDIR$(PREFIX) for a
+# staged install: make install DESTDIR=/tmp/x. FPU_INSTALL_MIREL=ON adds the
+# development stand-in of libmirel.so.1.
+PREFIX ?= /usr/local
+install: build
+	DESTDIR=$(DESTDIR) cmake --install $(RELEASE_BUILD) --prefix $(PREFIX)
+
+# The Debian packages, amd64 and armhf, into $(BUILD_ROOT)/deb (scripts/build-deb.sh).
+deb:
+	./scripts/build-deb.sh
 
 # The same build with the simulated board (board/) beside the tool: dftool,
 # timerun and the sample pair, for the demo and the measurements.
@@ -52,7 +64,7 @@ unit-test: test-build
 # misaligned references. The native test build keeps both.
 arm:
 	cmake -S . -B $(ARM_BUILD) -DCMAKE_TOOLCHAIN_FILE=cmake/armhf-toolchain.cmake \
-		-DCMAKE_BUILD_TYPE=RelWithDebInfo
+		-DCMAKE_BUILD_TYPE=RelWithDebInfo -DFPU_INSTALL_MIREL=ON
 	cmake --build $(ARM_BUILD) -j$(JOBS)
 	cmake --install $(ARM_BUILD) --prefix $(abspath $(ARM_BUILD))/board --strip
 

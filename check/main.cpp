@@ -21,6 +21,7 @@ constexpr int EXIT_USAGE = 64;
 
 constexpr const char* USAGE =
     "Usage: firmpack-check [--board 0xNNN] [--installed FILE] [--json] <fp_os.img> <fp_app.img>\n"
+    "       firmpack-check --version\n"
     "Checks a firmpack pair as the update tool on the board would, and warns about\n"
     "what would fail or misbehave later. Exit status: 0 installable, 1 refused,\n"
     "2 legacy (left to the boot loader), 3 installable with warnings, 64 wrong use.\n";
@@ -63,6 +64,9 @@ int parse_options(int argc, char** argv, options* chosen)
             chosen->boards.push_back(board);
         } else if (strcmp(argv[i], "--installed") == 0 && has_value) {
             chosen->installed_file = argv[++i];
+        } else if (strcmp(argv[i], "--version") == 0) {
+            printf("firmpack-check %s\n", FPU_VERSION);
+            exit(0);
         } else if (strcmp(argv[i], "--help") == 0) {
             fputs(USAGE, stdout);
             exit(0);

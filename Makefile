@@ -3,6 +3,7 @@
 # does; `make deps` does that alone. No other target installs anything (the
 # simulated board fetches Debian's kernel packages into its cache, unpacked,
 # not installed).
+# SPDX-License-Identifier: MIT
 
 BUILD_ROOT ?= build
 TEST_BUILD := $(BUILD_ROOT)/test

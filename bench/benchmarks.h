@@ -1,5 +1,6 @@
 // The measurements of bench/, registered with Google Benchmark by name:
 // "<what>/<implementation>/<input size>", throughput as bytes per second.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -6,6 +6,7 @@
 # configuration for board 0 and stops, so its time is that of its checks.
 # firmpack-check adds the acceptance checks of every board and its warnings.
 # Usage: check-pair.sh <build dir> [runs]
+# SPDX-License-Identifier: MIT
 set -eu
 build=$1
 runs=${2:-5}

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "bench/benchmarks.h"
 
 #include "firmpack/checksum.h"

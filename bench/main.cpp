@@ -4,6 +4,7 @@
 // those masked in OPENSSL_ia32cap. To compare with its portable code as well
 // as its SHA-NI code in one run, the program runs itself once per mask with
 // only the two SHA-1s registered, and collects those figures first.
+// SPDX-License-Identifier: MIT
 
 #include "bench/benchmarks.h"
 

@@ -10,6 +10,7 @@
 #
 # Usage: make-initramfs.sh [-s <scenario folder>] [-m <measurement folder>]
 #                          <output> <prepared dir> <build dir> [fixture]...
+# SPDX-License-Identifier: MIT
 set -eu
 
 scenarios=

@@ -9,6 +9,7 @@
 # Usage: prepare.sh <cache dir> <our module sources>
 # Prints the prepared directory: vmlinux, modules.cpio (the modules and their
 # load order, lib/modules/load.list), busybox.
+# SPDX-License-Identifier: MIT
 set -eu
 
 cache=$1

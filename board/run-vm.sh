@@ -32,6 +32,7 @@
 #   FPU_BOARD_MEASUREMENTS  comma-separated measurement names (default all)
 #   FPU_BOARD_PARAMS     more kernel parameters for the guest's scripts
 #                        (fpu_<name>=<value> words, which reach them as variables)
+# SPDX-License-Identifier: MIT
 set -eu
 
 mode=$1

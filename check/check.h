@@ -1,5 +1,6 @@
 // Host-side check of a firmpack pair: what the tool on the board would decide
 // for each board, and the traps the pair would meet later, as findings.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "driver/acceptance.h"

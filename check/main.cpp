@@ -1,5 +1,6 @@
 // firmpack-check: what the tool on the board would decide about a firmpack
 // pair, checked on the host before the pair is shipped.
+// SPDX-License-Identifier: MIT
 
 #include "check/check.h"
 #include "check/report.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "check/report.h"
 
 #include "firmpack/fit.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "check/rules.h"
 
 #include "dataflash/layout.h"

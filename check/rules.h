@@ -1,5 +1,6 @@
 // The traps that the tool's acceptance checks let through, or that surprise on
 // the board: each rule adds a warning text that says what would happen.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "check/check.h"

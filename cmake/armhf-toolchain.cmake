@@ -5,6 +5,7 @@
 # the programs of the build (the fixture data generator, the unit tests) run
 # through user-mode QEMU without a library prefix. The host's tools (mkimage,
 # dtc, mkfs.ubifs) stay host programs.
+# SPDX-License-Identifier: MIT
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR arm)
 set(CMAKE_LIBRARY_ARCHITECTURE arm-linux-gnueabihf)

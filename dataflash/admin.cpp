@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/admin.h"
 
 #include "dataflash/bootloader.h"

@@ -2,6 +2,7 @@
 // loader reads: the Linux update administration (one slot per baseline) gets
 // the updated baseline's record, the bootloader update administration (two
 // alternating slots) the record that libsu_store_package prepared.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

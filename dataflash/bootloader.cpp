@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/bootloader.h"
 
 #include "dataflash/bootloader_admin.h"

@@ -1,6 +1,7 @@
 // Bootloader package store and change check (software-update library). Package
 // type 1, the bootloader, is the only type; any other is refused with 22.
 // work_buffer is the update's scratch buffer of DATAFLASH_SIZE bytes.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

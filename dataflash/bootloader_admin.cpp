@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/bootloader_admin.h"
 
 #include "dataflash/record.h"

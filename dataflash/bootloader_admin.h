@@ -2,6 +2,7 @@
 // as last read from the dataflash, with the verdicts of their validation in
 // their valid fields, and the slot whose record a store prepared. The change
 // check, the store and the persistence share it through these operations only.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

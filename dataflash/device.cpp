@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/device.h"
 
 #include "dataflash/result.h"

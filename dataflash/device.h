@@ -2,6 +2,7 @@
 // MTD_DATAFLASH, found once per process among /dev/mtd1, /dev/mtd2, ... and
 // kept open until the process ends. Only dataflash_transfer (transfer.h) calls
 // these two; the unit tests link an in-memory dataflash in their place.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
 // The dataflash layout shared with the board's boot loader: 8192 pages of 528
 // bytes. Every area starts on a page boundary; offsets are from the device start.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/legacy.h"
 
 #include "dataflash/layout.h"

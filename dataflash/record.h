@@ -2,6 +2,7 @@
 // reads them: unsigned 32-bit little-endian fields at fixed offsets at the
 // start of a 528-byte slot, read and written byte by byte (firmpack/byte_order.h)
 // so that no alignment of the slot in memory is assumed.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "dataflash/layout.h"

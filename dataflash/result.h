@@ -1,6 +1,7 @@
 // Result codes of the dataflash subsystem: the Linux errno values that each
 // outcome is reported with, named for the outcome. The device's own error
 // numbers pass up unchanged from dataflash_read and dataflash_write.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cerrno>

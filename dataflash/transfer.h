@@ -1,5 +1,6 @@
 // Dataflash transfers: the one accessor through which the subsystem reads and
 // writes the dataflash, and whole administration slots written through it.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/acceptance.h"
 
 #include "driver/result.h"

@@ -2,6 +2,7 @@
 // board is touched, whether a pair is refused, handed to the boot loader as
 // legacy firmpacks, or installed; and the packages that an installation takes
 // from it. Each check prints its own progress and failure on standard output.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

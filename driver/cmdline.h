@@ -1,4 +1,5 @@
 // The kernel command line: the only reader of /proc/cmdline.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>

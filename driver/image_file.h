@@ -1,4 +1,5 @@
 // The file mapper: the only code that maps files (firmpacks and version files).
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

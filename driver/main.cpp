@@ -1,4 +1,5 @@
 // firmpack-update: installs a matched pair of firmpacks on this board.
+// SPDX-License-Identifier: MIT
 
 #include "driver/sources.h"
 #include "driver/startup.h"

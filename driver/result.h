@@ -1,6 +1,7 @@
 // Result codes of the update driver: the Linux errno values that each outcome
 // is reported with, named for the outcome. run_update passes every other
 // subsystem's code up unchanged.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cerrno>

@@ -1,5 +1,6 @@
 // Firmpack sources: two mapped files, or two shared-memory regions of the
 // platform library. Each hands both firmpacks to run_update and returns its result.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/startup.h"
 
 #include "driver/cmdline.h"

@@ -1,4 +1,5 @@
 // Start-up: board identity, choice of firmpack source and the exit status.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/update.h"
 
 #include "dataflash/admin.h"

@@ -1,4 +1,5 @@
 // The update sequence: from two firmpacks to an updated board.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

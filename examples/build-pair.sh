@@ -27,6 +27,7 @@
 #   MIN_IO_SIZE         NAND page size (mkfs.ubifs -m)             (2048)
 #   LEB_SIZE            UBI logical erase block size (mkfs.ubifs -e) (129024)
 # Version texts are plain words: no double quotes or backslashes.
+# SPDX-License-Identifier: MIT
 set -eu
 
 if [ $# -ne 1 ]; then

@@ -1,6 +1,7 @@
 // Byte order: 32-bit loads and stores over bytes, for the device-tree fields
 // (big-endian), the digests and the dataflash records. Assembled from single
 // bytes, so no alignment of the bytes in memory is assumed.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/checksum.h"
 
 #include "firmpack/byte_order.h"

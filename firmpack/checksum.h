@@ -1,5 +1,6 @@
 // CRC-32 of IEEE 802.3 (the gzip and FIT checksum), used for FIT hash records
 // and the dataflash records.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/digest_blocks.h"
 
 #include <cstring>

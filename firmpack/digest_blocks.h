@@ -1,6 +1,7 @@
 // Block buffering of the 64-byte-block digests, MD5 and SHA-1: whole blocks are
 // digested where they lie, a partial block waits in the digest's context, and
 // the last block is padded with the message length.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>

@@ -1,5 +1,6 @@
 // The flattened device-tree blob as stored: header field offsets, magics and
 // structure-block tags, every field a big-endian 32-bit number.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/extent.h"
 #include "firmpack/result.h"
 

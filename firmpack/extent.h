@@ -1,6 +1,7 @@
 // Firmpack extent: whether a buffer of known size holds all of the firmpack
 // that its own header describes. Every reader after this check trusts the
 // header's total size as the firmpack's extent.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -10,6 +10,7 @@
 // Node offsets are libfdt's: 0 is the root, a negative value is a libfdt error
 // code passed through unchanged. Nothing here prints, except name_table_lookup
 // (and so compression_by_name and firmpack_get_compression) for an unknown name.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
 // Package lookup: from a firmpack and the board id to the packages an update
 // installs. Each lookup prints its own failure on standard output.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/md5.h"
 
 #include "firmpack/byte_order.h"

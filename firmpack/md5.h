@@ -1,4 +1,5 @@
 // MD5 (RFC 1321), incremental and one-shot.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/sha1.h"
 
 #include "firmpack/byte_order.h"

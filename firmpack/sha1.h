@@ -1,4 +1,5 @@
 // SHA-1 (FIPS 180), incremental and one-shot.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/structure.h"
 #include "firmpack/result.h"
 

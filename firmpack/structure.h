@@ -3,6 +3,7 @@
 // the lengths in its structure block, and some of its versions loop or read
 // far past the tree on a damaged one. This check proves them true with bounds
 // of its own, in one walk, whatever libfdt version is installed.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

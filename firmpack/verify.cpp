@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/verify.h"
 
 #include "firmpack/byte_order.h"

@@ -1,4 +1,5 @@
 // Firmpack integrity: every image's data against the hash records it carries.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -2,6 +2,7 @@
 # Checks every C/C++ file of the project against its checked-in .clang-format
 # (the kernel modules in board/kmod against the kernel's style beside them) and
 # lists what differs. With --fix, reformats them instead.
+# SPDX-License-Identifier: MIT
 set -eu
 cd "$(dirname "$0")/.."
 

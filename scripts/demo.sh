@@ -5,6 +5,7 @@
 # file before the update, and after it the same pair offered again on the
 # restarted board and a legacy pair (fp_os_legacy.img) for the boot loader.
 # Usage: demo.sh [build dir, configured with FPU_BUILD_BOARD=ON]
+# SPDX-License-Identifier: MIT
 set -eu
 cd "$(dirname "$0")/.."
 build=${1:-build/release}

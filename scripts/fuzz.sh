@@ -6,6 +6,7 @@
 # any target found something.
 #
 # Usage: fuzz.sh <fuzz build dir> <seconds per target> [target]...
+# SPDX-License-Identifier: MIT
 set -eu
 
 build=$1

@@ -3,6 +3,7 @@
 # Safe to run any number of times: with everything present it changes nothing.
 # A package named with an architecture (libfdt1:armhf) makes that architecture
 # known to dpkg first, so that the package lists fetched next include it.
+# SPDX-License-Identifier: MIT
 set -eu
 
 list="$(dirname "$0")/debian-packages"

@@ -17,6 +17,7 @@
 #   FROM_OS, FROM_APP   a pair the board runs before (both or neither)
 # The guest's memory grows with the firmpacks (FPU_BOARD_MEMORY overrides it);
 # the other settings of board/run-vm.sh apply.
+# SPDX-License-Identifier: MIT
 set -eu
 
 error() {

@@ -1,5 +1,6 @@
 // The command runner: every external utility of the filesystem installation
 // runs through here, one at a time, and is waited for.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ubi/install.h"
 
 #include "firmpack/fit.h"

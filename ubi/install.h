@@ -1,5 +1,6 @@
 // Filesystem package installation: a package of a firmpack written into a
 // fresh UBI volume and verified there.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

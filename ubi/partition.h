@@ -1,4 +1,5 @@
 // MTD partition lookup and UBI volume preparation.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>

@@ -1,6 +1,7 @@
 // Result codes of the filesystem installation: the Linux errno values that
 // each of its own outcomes is reported with, named for the outcome. A
 // utility's wait status and a failing call's errno value pass up unchanged.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cerrno>

@@ -1,6 +1,7 @@
 // Fixed text buffers of the filesystem installation (command lines, paths):
 // sizes derived from a printf format and its longest values, and whether a
 // formatted text went in whole.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstddef>

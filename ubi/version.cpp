@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ubi/version.h"
 
 #include "driver/image_file.h"

@@ -1,5 +1,6 @@
 // Installed-version check: a filesystem package's description against the
 // version file at the root of a filesystem.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <array>

@@ -11,6 +11,7 @@
 //
 // The dataflash is the first of /dev/mtd1, /dev/mtd2, ... of type
 // MTD_DATAFLASH. Record fields and their defaults: see records.h.
+// SPDX-License-Identifier: MIT
 
 #include "board/dftool/records.h"
 #include "dataflash/record.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "board/dftool/records.h"
 
 #include "dataflash/record.h"

@@ -2,6 +2,7 @@
 // written from "field=value" words and shown as one line of text per slot.
 // The record layout is the tool's own (dataflash/record.h); what the tool
 // makes of the records is its own code, which these words and lines check.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

@@ -9,6 +9,7 @@
 # starts with "~ " is a shell pattern for the actual line in the same place
 # (for run-time values such as addresses and process IDs); every other line
 # must match exactly.
+# SPDX-License-Identifier: MIT
 
 FIXTURES=/fixtures
 WORK=/run/scenario

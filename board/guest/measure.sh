@@ -8,6 +8,7 @@
 #   === <name>
 #   <report>
 # and the run ends with "=== done <count>".
+# SPDX-License-Identifier: MIT
 . /board/lib.sh
 
 results=/dev/ttyS1

@@ -16,6 +16,7 @@
 # Kernel parameters: fpu_os, fpu_app, fpu_from_os, fpu_from_app (names in
 # /fixtures), fpu_board, fpu_baseline. The exit status of the tool's run on
 # fpu_os and fpu_app goes to the second serial port as "status <n>".
+# SPDX-License-Identifier: MIT
 . /board/lib.sh
 
 OS=${fpu_os:-fp_os.img}

@@ -6,6 +6,7 @@
 #   PASS | FAIL
 #   <report: run times, and what differed>
 # and the run ends with "=== done <count>". The console gets one line per scenario.
+# SPDX-License-Identifier: MIT
 . /board/lib.sh
 
 results=/dev/ttyS1

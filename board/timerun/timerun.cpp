@@ -16,6 +16,7 @@
 // program's exit status (128 + the signal for one that was killed).
 // Busybox's time applet counts in hundredths of a second and cannot tell the
 // steps of a run apart.
+// SPDX-License-Identifier: MIT
 
 #include <cerrno>
 #include <cstdio>

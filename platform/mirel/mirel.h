@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 /* Interface of the board's platform library libmirel.so.1, as the update tool
  * uses it. On the board the board's own library provides it; this folder holds
  * a development stand-in over POSIX shared memory. */

@@ -3,6 +3,7 @@
 // /dev/shm publishes it. A region is handed out whole, read-only, and never
 // released; one that does not hold the whole firmpack its header describes is
 // refused.
+// SPDX-License-Identifier: MIT
 
 #include "platform/mirel/mirel.h"
 

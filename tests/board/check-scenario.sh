@@ -2,6 +2,7 @@
 # One board scenario's verdict from the board VM's run: prints its report (run
 # times, and what differed) and fails unless the scenario passed.
 # Usage: check-scenario.sh <results folder> <scenario name>
+# SPDX-License-Identifier: MIT
 result=$1/$2.txt
 if [ ! -f "$result" ]; then
     # Skipped (CTest's SKIP_RETURN_CODE) when the run was asked for others only.

@@ -1,5 +1,6 @@
 // Fuzz target: the search of the kernel command line for the tool's keys, over
 // any text that the command-line cache can hold.
+// SPDX-License-Identifier: MIT
 
 #include "driver/cmdline.h"
 

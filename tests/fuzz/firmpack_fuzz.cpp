@@ -4,6 +4,7 @@
 // APP firmpack; any other input is both. Each firmpack lies in memory exactly
 // as large as it is, with an unreadable page after it, so that a read past
 // its end crashes even inside libfdt, which is not built with the sanitizers.
+// SPDX-License-Identifier: MIT
 
 #include "driver/acceptance.h"
 #include "firmpack/byte_order.h"

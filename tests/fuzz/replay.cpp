@@ -3,6 +3,7 @@
 // takes longer than the time limit ends the run, as does a sanitizer report.
 //
 // Usage: replay <seconds per input> <folder>...
+// SPDX-License-Identifier: MIT
 
 #include <algorithm>
 #include <chrono>

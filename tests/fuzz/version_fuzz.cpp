@@ -1,5 +1,6 @@
 // Fuzz target: an installed version file of any content and size, composed
 // with each label into the text that is compared with a package description.
+// SPDX-License-Identifier: MIT
 
 #include "ubi/version.h"
 

@@ -1,4 +1,5 @@
 // Captures what code under test writes to standard output and standard error.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <string>

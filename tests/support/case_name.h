@@ -1,4 +1,5 @@
 // Names each case of a parameterised test after its `name` field.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <gtest/gtest.h>

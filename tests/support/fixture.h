@@ -1,4 +1,5 @@
 // Test firmpacks built into the build tree from tests/fixtures/.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

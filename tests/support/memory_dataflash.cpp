@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/memory_dataflash.h"
 
 #include "dataflash/device.h"

@@ -4,6 +4,7 @@
 // access and can fail chosen accesses (with EIO, printing nothing itself),
 // deliver fewer bytes or flipped bytes on read. Also what the tests of the
 // layers above need around it.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include "dataflash/layout.h"

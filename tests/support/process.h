@@ -1,4 +1,5 @@
 // Runs a program as a child process and collects what it printed.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <string>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tests/support/sample_pair.h"
 
 #include "firmpack/fit.h"

@@ -1,5 +1,6 @@
 // The sample pair that examples/ builds, and copies of its firmpacks with one
 // property changed: the good fixture, changed in one place per test row.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cstdint>

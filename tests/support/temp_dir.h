@@ -1,4 +1,5 @@
 // A fresh directory per test, removed with everything in it at the end.
+// SPDX-License-Identifier: MIT
 #pragma once
 
 #include <string>

@@ -1,5 +1,6 @@
 # The filesystem installation of 16 MiB against the same work by hand (from
 # the file, and piped from cat), and its peak memory against a small pair's.
+# SPDX-License-Identifier: MIT
 RUNS=11
 out=/run/measure
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1

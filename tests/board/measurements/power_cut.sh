@@ -3,6 +3,7 @@
 # cut_after=N), each judged as the boot loader reads the dataflash at the next
 # start (dftool next); then a second run in the same boot, and cuts in it.
 # The README's "When something goes wrong" says what the rows mean.
+# SPDX-License-Identifier: MIT
 OS=fp_os.img
 APP=fp_app.img
 ID=0x105

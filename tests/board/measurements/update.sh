@@ -1,6 +1,7 @@
 # A whole update of a pair with a 512 KiB bootloader and 16 MiB of files in
 # each filesystem on the demo's board, split into its steps by the tool's
 # lines; then the nothing-to-do run after the restart. Medians of $RUNS runs.
+# SPDX-License-Identifier: MIT
 RUNS=5
 OS=ms_up_os.img
 APP=ms_up_app.img

@@ -3,6 +3,7 @@
 # previous record stays valid beside it. A power cut after the image (the
 # writes after the second dropped, which the tool cannot tell) leaves the
 # previous bootloader the installed one.
+# SPDX-License-Identifier: MIT
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
 volume rootfs1 ubifs "R5.1"
 volume apps1 ubifs "R5.1"

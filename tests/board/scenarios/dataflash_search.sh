@@ -1,6 +1,7 @@
 # The search for the dataflash (a legacy pair writes and reads it): /dev/mtd1
 # upwards, the first writable MTD_DATAFLASH device, probed read-only and opened
 # read-write once per run; the search ends at the first node it cannot open.
+# SPDX-License-Identifier: MIT
 LEGACY="   -> Firmpack does not contain a partition ID field . Firmpack is a legacy firmpack!"
 
 # Without a node for mtd0 a probe of it would fail the run.

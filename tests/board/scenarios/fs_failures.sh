@@ -5,6 +5,7 @@
 # tool ignores the signal), and a new volume of another version than its
 # package's description (left mounted read-only, on the mount directory that
 # an earlier run left).
+# SPDX-License-Identifier: MIT
 fs_board
 
 # failed <status> <standard error> [<root description>]: that status and

@@ -4,6 +4,7 @@
 # bytes and are unmounted after their verification. A symbolic link in the
 # temporary file's place is replaced, not written through. (A mount directory
 # left by an earlier run is used as it is: fs_failures' last run.)
+# SPDX-License-Identifier: MIT
 fs_board
 wrapper ubiupdatevol log
 wrapper gunzip log

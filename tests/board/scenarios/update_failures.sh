@@ -3,6 +3,7 @@
 # image and the Linux record). The failure banner and the step's code as exit
 # status; the filesystems are finalised, the new bootloader record never
 # written, so the older bootloader stays the one the boot loader starts.
+# SPDX-License-Identifier: MIT
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
 volume rootfs1 ubifs "R5.0"
 volume apps1 ubifs "R5.0"

@@ -1,6 +1,7 @@
 # The whole update from baseline 2, step by step and utility by utility; after
 # the restart into baseline 1 nothing is left to do; without a baseline a
 # changed pair stops after the start banner.
+# SPDX-License-Identifier: MIT
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=2
 volume rootfs1 ubifs "R4.0"
 volume apps1 ubifs "R4.0"

@@ -1,5 +1,6 @@
 // firmpack-check over the sample pair that mkimage builds, changed in one
 // place per row (hash records recomputed where the change would break them).
+// SPDX-License-Identifier: MIT
 
 #include "check/check.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/legacy.h"
 
 #include "tests/support/capture.h"

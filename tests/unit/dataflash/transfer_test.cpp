@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "dataflash/transfer.h"
 
 #include "tests/support/capture.h"

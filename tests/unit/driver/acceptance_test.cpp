@@ -1,5 +1,6 @@
 // The acceptance checks of a pair: the sample pair that examples/ builds,
 // changed in one property per row.
+// SPDX-License-Identifier: MIT
 
 #include "driver/acceptance.h"
 

@@ -1,5 +1,6 @@
 // The built tool as a user meets it: start-up line, usage, exit status, and
 // hostile input that must end in one clear line, quickly.
+// SPDX-License-Identifier: MIT
 
 #include "tests/support/fixture.h"
 #include "tests/support/process.h"

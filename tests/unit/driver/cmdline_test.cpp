@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/cmdline.h"
 
 #include <gtest/gtest.h>

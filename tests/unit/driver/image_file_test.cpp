@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/image_file.h"
 
 #include "tests/support/capture.h"

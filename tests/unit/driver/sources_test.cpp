@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "driver/sources.h"
 
 #include "tests/support/capture.h"

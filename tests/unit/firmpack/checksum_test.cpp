@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/checksum.h"
 
 #include <gtest/gtest.h>

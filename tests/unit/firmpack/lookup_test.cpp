@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/lookup.h"
 
 #include "tests/support/capture.h"

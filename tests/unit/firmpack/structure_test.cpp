@@ -1,5 +1,6 @@
 // The checks that stand between a hostile buffer and libfdt: each row damages
 // one field of a good mkimage-built firmpack.
+// SPDX-License-Identifier: MIT
 
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"

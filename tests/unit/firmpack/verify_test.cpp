@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmpack/fit.h"
 #include "firmpack/verify.h"
 

@@ -1,5 +1,6 @@
 // The development stand-in of the platform library, and the tool's --shm
 // source through it.
+// SPDX-License-Identifier: MIT
 
 #include "platform/mirel/mirel.h"
 

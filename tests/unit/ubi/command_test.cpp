@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ubi/command.h"
 
 #include "tests/support/capture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ubi/partition.h"
 
 #include "tests/support/capture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ubi/version.h"
 
 #include "tests/support/capture.h"

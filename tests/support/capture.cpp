@@ -1,38 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/capture.h"
 
-#include <cstdio>
-#include <cstdlib>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 namespace {
 
-int open_capture_file()
-{
-    char path[] = "/tmp/fpu-capture-XXXXXX";
-    int fd = mkstemp(path);
-    if (fd < 0) {
-        ADD_FAILURE() << "mkstemp failed";
-        return -1;
-    }
-    unlink(path);
-    return fd;
-}
-
-std::string read_back(int fd)
-{
-    std::string text;
-    lseek(fd, 0, SEEK_SET);
-    char chunk[4096];
-    ssize_t n;
-    while ((n = read(fd, chunk, sizeof chunk)) > 0) {
-        text.append(chunk, static_cast<std::size_t>(n));
-    }
-    close(fd);
-    return text;
-}
+constexpr int STREAMS[2] = {STDOUT_FILENO, STDERR_FILENO};
 
 } // namespace
 
@@ -40,24 +13,26 @@ void capture_begin(capture_state* state)
 {
     fflush(stdout);
     fflush(stderr);
-    state->out_file = open_capture_file();
-    state->err_file = open_capture_file();
-    state->saved_out = dup(STDOUT_FILENO);
-    state->saved_err = dup(STDERR_FILENO);
-    dup2(state->out_file, STDOUT_FILENO);
-    dup2(state->err_file, STDERR_FILENO);
+    for (int i = 0; i < 2; ++i) {
+        state->files[i] = tmpfile();
+        state->saved[i] = dup(STREAMS[i]);
+        dup2(fileno(state->files[i]), STREAMS[i]);
+    }
 }
 
 captured_output capture_end(capture_state* state)
 {
     fflush(stdout);
     fflush(stderr);
-    dup2(state->saved_out, STDOUT_FILENO);
-    dup2(state->saved_err, STDERR_FILENO);
-    close(state->saved_out);
-    close(state->saved_err);
-    captured_output output;
-    output.out = read_back(state->out_file);
-    output.err = read_back(state->err_file);
-    return output;
+    std::string text[2];
+    for (int i = 0; i < 2; ++i) {
+        dup2(state->saved[i], STREAMS[i]);
+        close(state->saved[i]);
+        rewind(state->files[i]);
+        for (int c; (c = fgetc(state->files[i])) != EOF;) {
+            text[i] += static_cast<char>(c);
+        }
+        fclose(state->files[i]);
+    }
+    return {text[0], text[1]};
 }

@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstdio>
 #include <string>
 
 struct captured_output {
@@ -9,11 +10,10 @@ struct captured_output {
     std::string err;
 };
 
+// Standard output and standard error, each saved and sent to a file.
 struct capture_state {
-    int saved_out = -1;
-    int saved_err = -1;
-    int out_file = -1;
-    int err_file = -1;
+    int saved[2];
+    FILE* files[2];
 };
 
 void capture_begin(capture_state* state);

@@ -33,6 +33,15 @@ seconds_since() {
     awk -v from="$1" -v to="$(uptime_seconds)" 'BEGIN { printf "%.2f", to - from }'
 }
 
+# selected <name> <list>: whether a comma-separated list from the kernel
+# command line names <name>; an empty list names every one.
+selected() {
+    case ",${2:-$1}," in
+        *",$1,"*) return 0 ;;
+    esac
+    return 1
+}
+
 fail() {
     printf '%s\n' "$*" >> "$REPORT"
     printf '%s\n' "$*" >> "$WORK/failed"
@@ -412,22 +421,21 @@ $(banner start)
 EOF
 }
 
-# fs_root_written, fs_apps_written: the lines of each package's installation.
-fs_root_written() {
-    cat <<'EOF'
-   Preparing package  'rootfs@1      '... (filesystem R6.0)
-   Installing package 'rootfs@1      '... (filesystem R6.0)
-   Verifying package  'rootfs@1      '... (filesystem R6.0)
-EOF
+# root_written, apps_written [version]: the lines of each package's
+# installation, for the R6.0 pair unless a version is given.
+root_written() {
+    v=${1:-R6.0}
+    printf '%s\n' "   Preparing package  'rootfs@1      '... (filesystem $v)" \
+        "   Installing package 'rootfs@1      '... (filesystem $v)" \
+        "   Verifying package  'rootfs@1      '... (filesystem $v)"
 }
 
-fs_apps_written() {
-    cat <<'EOF'
-   Preparing package  'apps@1        '... (applications R6.0)
-   Extracting package 'apps@1        '... (applications R6.0)
-   Installing package 'apps@1        '... (applications R6.0)
-   Verifying package  'apps@1        '... (applications R6.0)
-EOF
+apps_written() {
+    v=${1:-R6.0}
+    printf '%s\n' "   Preparing package  'apps@1        '... (applications $v)" \
+        "   Extracting package 'apps@1        '... (applications $v)" \
+        "   Installing package 'apps@1        '... (applications $v)" \
+        "   Verifying package  'apps@1        '... (applications $v)"
 }
 
 # --- checks after the run ----------------------------------------------------

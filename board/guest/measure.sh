@@ -16,10 +16,7 @@ output=/run/measurement.out
 count=0
 for measurement in /board/measurements/*.sh; do
     name=$(basename "$measurement" .sh)
-    case ",${fpu_measurements:-$name}," in
-        *",$name,"*) ;;
-        *) continue ;;
-    esac
+    selected "$name" "${fpu_measurements:-}" || continue
     reset_board
     echo "measurement $name: started after $(uptime_seconds) s"
     (cd "$FIXTURES" && . "$measurement") > "$output" 2>&1

@@ -13,10 +13,7 @@ results=/dev/ttyS1
 count=0
 for scenario in /board/scenarios/*.sh; do
     scenario_name=$(basename "$scenario" .sh)
-    case ",${fpu_scenarios:-$scenario_name}," in
-        *",$scenario_name,"*) ;;
-        *) continue ;;
-    esac
+    selected "$scenario_name" "${fpu_scenarios:-}" || continue
     reset_board
     started=$(uptime_seconds)
     (cd "$FIXTURES" && . "$scenario" && finish_checks) > "$WORK/scenario.log" 2>&1

@@ -22,7 +22,7 @@ failed() {
 : > /tmp/rootfs2
 run firmpack-update fs_os.img fs_app.img
 failed 20 "" <<EOF
-$(fs_root_written)
+$(root_written)
 ERROR: mounting failed! (Not a directory)
 EOF
 rm /tmp/rootfs2
@@ -33,7 +33,7 @@ exec firmpack-update "$@"
 EOF
 run sh "$WORK/stale-dir.sh" fs_os.img fs_app.img
 failed 21 "~ ERROR: Failed to remove tempfile at '/tmp/ubifs_*.img' (Is a directory)" <<EOF
-$(fs_root_written)
+$(root_written)
    Preparing package  'apps@1        '... (applications R6.0)
    Extracting package 'apps@1        '... (applications R6.0)
 EOF

@@ -22,8 +22,8 @@ pid=$(cat "$WORK/tool.pid")
 expect_status 0
 expect_stdout <<EOF
 $(fs_started)
-$(fs_root_written)
-$(fs_apps_written)
+$(root_written)
+$(apps_written)
 ## Finalising root and applications filesystems update...
 $(banner completed)
 EOF

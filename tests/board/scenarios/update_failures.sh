@@ -25,13 +25,8 @@ $(banner start)
 ## Preparing bootloader update...
    Installing package 'bootloader    '... (bootloader 2026.10)
 ## Preparing root and applications filesystems...
-   Preparing package  'rootfs@1      '... (filesystem R5.1)
-   Installing package 'rootfs@1      '... (filesystem R5.1)
-   Verifying package  'rootfs@1      '... (filesystem R5.1)
-   Preparing package  'apps@1        '... (applications R5.1)
-   Extracting package 'apps@1        '... (applications R5.1)
-   Installing package 'apps@1        '... (applications R5.1)
-   Verifying package  'apps@1        '... (applications R5.1)
+$(root_written R5.1)
+$(apps_written R5.1)
 ## Finalising root and applications filesystems update...
 ## Finalising bootloader update...
 ERROR: Failed to write to dataflash (5)

@@ -7,38 +7,16 @@
 #include "ubi/version.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <libfdt.h>
 
 namespace {
 
-constexpr const char* BOARD_CONFIG_PREFIX = "board_0x";
-constexpr long long NOT_A_BOARD = -1;
-// The longest bootloader description the administration record keeps.
-constexpr std::size_t STORED_DESCRIPTION_MAX = bootloader_admin_record::DESCRIPTION_SIZE - 1;
-
-// The board id of a configuration name "board_0x<hex digits>[@unit]".
-long long board_id_of(const char* name)
-{
-    const std::size_t prefix = strlen(BOARD_CONFIG_PREFIX);
-    if (strncmp(name, BOARD_CONFIG_PREFIX, prefix) != 0) {
-        return NOT_A_BOARD;
-    }
-    char* end = nullptr;
-    const unsigned long long id = strtoull(name + prefix, &end, 16);
-    if (end == name + prefix || (*end != '\0' && *end != '@') || id > UINT32_MAX) {
-        return NOT_A_BOARD;
-    }
-    return static_cast<long long>(id);
-}
-
 package_finding package_of(const uint8_t* fit, const char* name, const char* description)
 {
-    package_finding package{name, description, COMPRESSION_UNKNOWN, 0, UPDATE_UNKNOWN};
+    package_finding package{name, description, nullptr, COMPRESSION_UNKNOWN, 0, UPDATE_UNKNOWN};
     const int image = firmpack_image_node(fit, name);
-    const uint8_t* data = nullptr;
-    (void)firmpack_get_data(fit, image, &data, &package.size);
+    (void)firmpack_get_data(fit, image, &package.data, &package.size);
     (void)firmpack_get_compression(fit, image, &package.compression);
     return package;
 }
@@ -57,7 +35,7 @@ int filesystem_update(const char* label, const std::string& file, const char* de
 
 int bootloader_update(const std::string& stored, const char* description)
 {
-    return stored.substr(0, STORED_DESCRIPTION_MAX) == description ? 0 : 1;
+    return stored.substr(0, bootloader_admin_record::DESCRIPTION_KEPT) == description ? 0 : 1;
 }
 
 firmpack_pair pair_of(const pair_check& check, uint32_t board_id)
@@ -125,9 +103,9 @@ std::vector<uint32_t> firmpack_board_ids(const uint8_t* fit)
     int node = 0;
     fdt_for_each_subnode(node, fit, configurations)
     {
-        const long long id = board_id_of(fdt_get_name(fit, node, nullptr));
-        if (id != NOT_A_BOARD) {
-            ids.push_back(static_cast<uint32_t>(id));
+        uint32_t id = 0;
+        if (firmpack_config_board_id(fdt_get_name(fit, node, nullptr), &id) == 0) {
+            ids.push_back(id);
         }
     }
     return ids;
@@ -150,7 +128,7 @@ void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
     for (uint32_t board_id : boards) {
         check->boards.push_back(check_board(check, board_id, installed));
         warn_partition_id_lookalike(*check, check->boards.back(), &check->warnings);
-        warn_packages(*check, check->boards.back(), &check->warnings);
+        warn_packages(check->boards.back(), &check->warnings);
     }
 }
 

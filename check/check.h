@@ -33,6 +33,7 @@ inline constexpr int UPDATE_UNKNOWN = -1;
 struct package_finding {
     const char* name;
     const char* description;
+    const uint8_t* data; // inside the firmpack, size bytes
     uint8_t compression;
     uint32_t size;
     int update; // 1 would be updated, 0 unchanged, UPDATE_UNKNOWN

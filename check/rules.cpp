@@ -18,8 +18,6 @@
 
 namespace {
 
-constexpr const char* HASH_NODE_PREFIX = "hash";
-constexpr std::size_t STORED_DESCRIPTION_MAX = bootloader_admin_record::DESCRIPTION_SIZE - 1;
 // Every UBIFS image starts with a node header whose first field is this magic,
 // stored little-endian.
 constexpr uint32_t UBIFS_NODE_MAGIC = 0x06101831;
@@ -66,21 +64,20 @@ bool has_outer_space(const std::string& text)
 
 // The first bytes of a package's content: as stored, or gunzipped. False when
 // the gzip stream does not give them.
-bool content_start(const package_finding& package, const uint8_t* data, uint8_t* start,
-                   uint32_t count)
+bool content_start(const package_finding& package, uint8_t* start, uint32_t count)
 {
     if (package.compression != COMPRESSION_GZIP) {
         if (package.size < count) {
             return false;
         }
-        memcpy(start, data, count);
+        memcpy(start, package.data, count);
         return true;
     }
     z_stream stream{};
     if (inflateInit2(&stream, GZIP_WINDOW_BITS) != Z_OK) {
         return false;
     }
-    stream.next_in = const_cast<uint8_t*>(data);
+    stream.next_in = const_cast<uint8_t*>(package.data);
     stream.avail_in = package.size;
     stream.next_out = start;
     stream.avail_out = count;
@@ -92,7 +89,7 @@ bool content_start(const package_finding& package, const uint8_t* data, uint8_t*
     return stream.avail_out == 0;
 }
 
-void warn_filesystem(const uint8_t* fit, const package_finding& package, const char* label,
+void warn_filesystem(const package_finding& package, const char* label,
                      std::vector<std::string>* warnings)
 {
     const std::string description = package.description;
@@ -110,11 +107,8 @@ void warn_filesystem(const uint8_t* fit, const package_finding& package, const c
                                      package.name));
         return;
     }
-    const uint8_t* data = nullptr;
-    uint32_t size = 0;
-    (void)firmpack_get_data(fit, firmpack_image_node(fit, package.name), &data, &size);
     uint8_t start[UBIFS_MAGIC_SIZE];
-    if (!content_start(package, data, start, sizeof start) || get_le32(start) != UBIFS_NODE_MAGIC) {
+    if (!content_start(package, start, sizeof start) || get_le32(start) != UBIFS_NODE_MAGIC) {
         add_warning(warnings,
                     format("package '%s' is not a UBIFS image%s: the volume "
                            "written from it does not mount",
@@ -130,11 +124,11 @@ void warn_bootloader(const package_finding& package, std::vector<std::string>* w
                                      "its image area of %u: the tool refuses it",
                                      package.name, package.size, BOOTLOADER_IMAGE_AREA_SIZE));
     }
-    if (strlen(package.description) > STORED_DESCRIPTION_MAX) {
+    if (strlen(package.description) > bootloader_admin_record::DESCRIPTION_KEPT) {
         add_warning(warnings, format("the description of bootloader package '%s' is "
-                                     "longer than the %zu characters its record keeps: "
+                                     "longer than the %u characters its record keeps: "
                                      "every run takes it for changed and installs it",
-                                     package.name, STORED_DESCRIPTION_MAX));
+                                     package.name, bootloader_admin_record::DESCRIPTION_KEPT));
     }
 }
 
@@ -154,8 +148,7 @@ void warn_unsupported_hashes(const uint8_t* fit, const char* name,
             const char* algo = nullptr;
             uint8_t digest[HASH_MAX_SIZE];
             int length = 0;
-            if (strncmp(node, HASH_NODE_PREFIX, strlen(HASH_NODE_PREFIX)) != 0 ||
-                firmpack_get_string(fit, hash, "algo", &algo) != 0 ||
+            if (!firmpack_is_hash_node(node) || firmpack_get_hash_algo(fit, hash, &algo) != 0 ||
                 firmpack_calc_hash(digest, 0, algo, digest, &length) == 0) {
                 continue;
             }
@@ -205,13 +198,12 @@ void warn_partition_id_lookalike(const pair_check& check, const board_finding& b
     }
 }
 
-void warn_packages(const pair_check& check, const board_finding& board,
-                   std::vector<std::string>* warnings)
+void warn_packages(const board_finding& board, std::vector<std::string>* warnings)
 {
     if (!board.has_packages) {
         return;
     }
     warn_bootloader(board.packages[PACKAGE_BOOTLOADER], warnings);
-    warn_filesystem(check.os_fit, board.packages[PACKAGE_ROOTFS], ROOTFS_LABEL, warnings);
-    warn_filesystem(check.app_fit, board.packages[PACKAGE_APPS], APPS_LABEL, warnings);
+    warn_filesystem(board.packages[PACKAGE_ROOTFS], ROOTFS_LABEL, warnings);
+    warn_filesystem(board.packages[PACKAGE_APPS], APPS_LABEL, warnings);
 }

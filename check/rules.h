@@ -18,5 +18,4 @@ void warn_partition_id_lookalike(const pair_check& check, const board_finding& b
 
 // The packages of an accepted board: filesystem descriptions, compression and
 // content, and the bootloader's size and description.
-void warn_packages(const pair_check& check, const board_finding& board,
-                   std::vector<std::string>* warnings);
+void warn_packages(const board_finding& board, std::vector<std::string>* warnings);

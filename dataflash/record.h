@@ -40,6 +40,7 @@ inline constexpr uint32_t DESCRIPTION = 24;
 inline constexpr uint32_t DESCRIPTION_SIZE = 264;
 // Always 0, so at most 263 characters of the description remain.
 inline constexpr uint32_t DESCRIPTION_END = 287;
+inline constexpr uint32_t DESCRIPTION_KEPT = DESCRIPTION_END - DESCRIPTION;
 inline constexpr uint32_t MAGIC_END = 288;
 inline constexpr uint32_t SIZE = 292;
 } // namespace bootloader_admin_record

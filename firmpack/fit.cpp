@@ -6,15 +6,19 @@
 
 #include <cstddef>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <libfdt.h>
+#include <string_view>
 #include <strings.h>
 
 namespace {
 
 constexpr uint32_t SINGLE_IMAGE_MAGIC = 0x27051956;
 
+constexpr std::string_view BOARD_CONFIG_PREFIX = "board_0x";
 constexpr const char* BOARD_CONFIG_FORMAT = "board_0x%4.4x";
+static_assert(std::string_view(BOARD_CONFIG_FORMAT).starts_with(BOARD_CONFIG_PREFIX));
 // "board_0x" and up to eight hexadecimal digits with the terminating NUL.
 constexpr std::size_t BOARD_CONFIG_NAME_SIZE = 17;
 
@@ -23,6 +27,8 @@ constexpr const char* PROP_TIMESTAMP = "timestamp";
 constexpr const char* PROP_DATA = "data";
 constexpr const char* PROP_COMPRESSION = "compression";
 constexpr const char* PROP_HASH_VALUE = "value";
+constexpr const char* PROP_HASH_ALGO = "algo";
+constexpr std::string_view HASH_NODE_PREFIX = "hash";
 constexpr const char* PROP_FDT = "fdt";
 constexpr const char* PROP_FILESYSTEM = "filesystem";
 constexpr const char* PROP_FIRMWARE = "firmware";
@@ -127,6 +133,22 @@ int firmpack_board_config(const uint8_t* fit, uint32_t board_id)
     return firmpack_config_node(fit, config_name);
 }
 
+int firmpack_config_board_id(const char* config_name, uint32_t* board_id)
+{
+    const std::string_view name = config_name;
+    if (!name.starts_with(BOARD_CONFIG_PREFIX)) {
+        return FIRMPACK_MISSING;
+    }
+    const char* digits = config_name + BOARD_CONFIG_PREFIX.size();
+    char* end = nullptr;
+    const unsigned long long id = strtoull(digits, &end, 16);
+    if (end == digits || (*end != '\0' && *end != '@') || id > UINT32_MAX) {
+        return FIRMPACK_MISSING;
+    }
+    *board_id = static_cast<uint32_t>(id);
+    return FIRMPACK_OK;
+}
+
 int firmpack_config_image(const uint8_t* fit, int config, const char* property)
 {
     int length = 0;
@@ -184,6 +206,16 @@ int firmpack_get_hash_value(const uint8_t* fit, int node, const uint8_t** value,
         return FIRMPACK_MISSING;
     }
     return FIRMPACK_OK;
+}
+
+int firmpack_get_hash_algo(const uint8_t* fit, int node, const char** algo)
+{
+    return firmpack_get_string(fit, node, PROP_HASH_ALGO, algo);
+}
+
+bool firmpack_is_hash_node(const char* node_name)
+{
+    return std::string_view(node_name).starts_with(HASH_NODE_PREFIX);
 }
 
 int firmpack_get_compression(const uint8_t* fit, int node, uint8_t* code)

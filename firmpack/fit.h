@@ -55,6 +55,10 @@ struct name_table_entry {
 // negative libfdt code.
 [[nodiscard]] int firmpack_board_config(const uint8_t* fit, uint32_t board_id);
 
+// 0 and the board id that a configuration name "board_0x<hex digits>[@unit]"
+// stands for; -1 for any other name.
+[[nodiscard]] int firmpack_config_board_id(const char* config_name, uint32_t* board_id);
+
 // The image that a configuration's string property names, or a negative libfdt
 // code (the property's own code when it is missing).
 [[nodiscard]] int firmpack_config_image(const uint8_t* fit, int config, const char* property);
@@ -71,6 +75,11 @@ struct name_table_entry {
                                     uint32_t* size);
 [[nodiscard]] int firmpack_get_hash_value(const uint8_t* fit, int node, const uint8_t** value,
                                           int* length);
+[[nodiscard]] int firmpack_get_hash_algo(const uint8_t* fit, int node, const char** algo);
+
+// Whether a child of an image is a hash record: its name starts with "hash"
+// (hash, hash@1, hash-2 and hashes alike).
+[[nodiscard]] bool firmpack_is_hash_node(const char* node_name);
 
 // 0 and the code of the "compression" name (0xFF for an unknown name);
 // -1 and 0xFF when the property is missing.

@@ -15,10 +15,6 @@
 
 namespace {
 
-constexpr const char* HASH_NODE_PREFIX = "hash"; // hash, hash@1, hash-2 and hashes alike
-constexpr std::size_t HASH_NODE_PREFIX_LENGTH = 4;
-constexpr const char* PROP_ALGO = "algo";
-
 constexpr const char* ALGO_CRC32 = "crc32";
 constexpr const char* ALGO_SHA1 = "sha1";
 constexpr const char* ALGO_MD5 = "md5";
@@ -87,7 +83,7 @@ int image_digest(image_digests* digests, const char* algo, const uint8_t** diges
 const char* check_hash_node(const uint8_t* fit, int hash, image_digests* digests)
 {
     const char* algo = nullptr;
-    if (firmpack_get_string(fit, hash, PROP_ALGO, &algo) != 0) {
+    if (firmpack_get_hash_algo(fit, hash, &algo) != 0) {
         return NO_ALGO;
     }
     printf("%s", algo);
@@ -150,7 +146,7 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
     for (int node = next_child(fit, image, &depth); node >= 0;
          node = next_child(fit, node, &depth)) {
         const char* name = fdt_get_name(fit, node, nullptr);
-        if (strncmp(name, HASH_NODE_PREFIX, HASH_NODE_PREFIX_LENGTH) != 0) {
+        if (!firmpack_is_hash_node(name)) {
             continue;
         }
         const char* failure = check_hash_node(fit, node, &digests);

@@ -3,7 +3,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
-#include "driver/acceptance.h"
+#include "acceptance/pair.h"
 
 #include <array>
 #include <cstdint>
@@ -30,39 +30,25 @@ struct installed_state {
 
 inline constexpr int UPDATE_UNKNOWN = -1;
 
-struct package_finding {
-    const char* name;
-    const char* description;
-    const uint8_t* data; // inside the firmpack, size bytes
-    uint8_t compression;
-    uint32_t size;
-    int update; // 1 would be updated, 0 unchanged, UPDATE_UNKNOWN
-};
-
 struct board_finding {
-    uint32_t board_id;
+    firmpack_pair pair; // as the tool's checks left it for this board
     pair_verdict verdict;
     int result; // the tool's result for a refusal
-    int partition_id;
-    legacy_reason legacy;
-    bool has_packages;
-    std::array<package_finding, PACKAGE_ROLES> packages;
+    // Per package role: 1 would be updated, 0 unchanged, UPDATE_UNKNOWN.
+    std::array<int, PACKAGE_ROLES> update;
 };
 
 struct pair_check {
-    const uint8_t* os_fit;
-    const uint8_t* app_fit;
-    const char* os_name;
-    const char* app_name;
-    bool intact; // both firmpacks pass the tool's hash check
+    firmpack_pair pair; // the two firmpacks, for no board yet
+    bool intact;        // both firmpacks whole, with every hash record right
     std::vector<board_finding> boards;
     std::vector<std::string> warnings;
 };
 
-// Runs the tool's checks on a pair whose firmpacks passed the extent and
-// structure checks, printing the tool's own lines: the hashes of both, then
-// for each board (every board of the OS firmpack when board_ids is empty) the
-// acceptance checks and the packages. Adds the warnings of check/rules.h.
+// Runs the tool's checks on a pair, printing the tool's own lines: both
+// firmpacks whole and intact, then for each board (every board of the OS
+// firmpack when board_ids is empty) the board's acceptance and packages.
+// Adds the warnings of check/rules.h.
 void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
                 const installed_state& installed);
 
@@ -72,3 +58,6 @@ void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
 
 // The ids of the boards that a firmpack has configurations for, "board_0x<hex>".
 [[nodiscard]] std::vector<uint32_t> firmpack_board_ids(const uint8_t* fit);
+
+// The package of an accepted board's pair in that role.
+[[nodiscard]] const firmpack_package& package_in(const firmpack_pair& pair, package_role role);

@@ -4,10 +4,7 @@
 
 #include "check/check.h"
 #include "check/report.h"
-#include "driver/image_file.h"
-#include "firmpack/extent.h"
-#include "firmpack/fit.h"
-#include "firmpack/structure.h"
+#include "io/image_file.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -113,27 +110,15 @@ bool read_installed(const char* path, installed_state* installed)
     return true;
 }
 
-// A firmpack mapped and safe to read, or null after one line on standard error.
-const uint8_t* load_firmpack(const char* path)
+// A firmpack mapped, or false after one line on standard error.
+bool map_firmpack(const char* path, firmpack_input* firmpack)
 {
-    const uint8_t* fit = nullptr;
     int32_t size = 0;
-    if (map_image_file(path, &fit, &size) != 0) {
-        return nullptr;
+    if (map_image_file(path, &firmpack->fit, &size) != 0) {
+        return false;
     }
-    if (firmpack_check_extent(fit, static_cast<uint32_t>(size)) != 0) {
-        fprintf(stderr, "firmpack-check: %s: truncated: shorter than its header says\n", path);
-        return nullptr;
-    }
-    if (firmpack_check_structure(fit) != 0) {
-        fprintf(stderr, "firmpack-check: %s: damaged device tree\n", path);
-        return nullptr;
-    }
-    if (firmpack_get_format(fit) != FIRMPACK_FORMAT_FIT) {
-        fprintf(stderr, "firmpack-check: %s: not a FIT image\n", path);
-        return nullptr;
-    }
-    return fit;
+    *firmpack = {firmpack->fit, static_cast<uint32_t>(size), path};
+    return true;
 }
 
 } // namespace
@@ -149,12 +134,10 @@ int main(int argc, char** argv)
     if (chosen.installed_file != nullptr && !read_installed(chosen.installed_file, &installed)) {
         return EXIT_USAGE;
     }
+    guard_mapped_files();
     pair_check check{};
-    check.os_name = chosen.os_path;
-    check.app_name = chosen.app_path;
-    check.os_fit = load_firmpack(chosen.os_path);
-    check.app_fit = check.os_fit != nullptr ? load_firmpack(chosen.app_path) : nullptr;
-    if (check.app_fit == nullptr) {
+    if (!map_firmpack(chosen.os_path, &check.pair.os) ||
+        !map_firmpack(chosen.app_path, &check.pair.app)) {
         return CHECK_REFUSED;
     }
     // With --json, standard output carries the document alone; the tool's

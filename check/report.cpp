@@ -57,31 +57,30 @@ const char* update_text(int update)
     return update == UPDATE_UNKNOWN ? "" : update != 0 ? ", would be updated" : ", unchanged";
 }
 
-const char* compression_text(uint8_t code)
+const char* compression_text(const firmpack_package& package)
 {
-    const char* name = compression_name(code);
-    return name != nullptr ? name : "unknown";
+    return package.compression != nullptr ? package.compression : "unknown";
 }
 
 void print_board_text(FILE* out, const board_finding& board)
 {
-    fprintf(out, "board 0x%04x: %s", board.board_id, board_verdict_name(board.verdict));
+    fprintf(out, "board 0x%04x: %s", board.pair.board_id, board_verdict_name(board.verdict));
     if (board.verdict == PAIR_REFUSED) {
         fprintf(out, " (the tool ends with result %d)", board.result);
     } else if (board.verdict == PAIR_LEGACY) {
-        fprintf(out, ": %s", legacy_reason_text(board.legacy));
+        fprintf(out, ": %s", legacy_reason_text(board.pair.legacy));
     } else {
-        fprintf(out, " (partition ID %d)", board.partition_id);
+        fprintf(out, " (partition ID %d)", board.pair.partition_id);
     }
     fprintf(out, "\n");
-    if (!board.has_packages) {
+    if (board.verdict != PAIR_ACCEPTED) {
         return;
     }
     for (int role = 0; role < PACKAGE_ROLES; ++role) {
-        const package_finding& package = board.packages[static_cast<std::size_t>(role)];
+        const firmpack_package& package = package_in(board.pair, static_cast<package_role>(role));
         fprintf(out, "   %-10s %-16s '%s', %s, %u bytes%s\n", ROLE_NAMES[role], package.name,
-                package.description, compression_text(package.compression), package.size,
-                update_text(package.update));
+                package.description, compression_text(package), package.size,
+                update_text(board.update[static_cast<std::size_t>(role)]));
     }
 }
 
@@ -102,34 +101,35 @@ void print_json_string(FILE* out, const char* text)
     fputc('"', out);
 }
 
-void print_package_json(FILE* out, const package_finding& package)
+void print_package_json(FILE* out, const firmpack_package& package, int update)
 {
     fprintf(out, "{\"name\": ");
     print_json_string(out, package.name);
     fprintf(out, ", \"description\": ");
     print_json_string(out, package.description);
     fprintf(out, ", \"compression\": \"%s\", \"size\": %u, \"update\": %s}",
-            compression_text(package.compression), package.size,
-            package.update == UPDATE_UNKNOWN ? "null"
-            : package.update != 0            ? "true"
-                                             : "false");
+            compression_text(package), package.size,
+            update == UPDATE_UNKNOWN ? "null"
+            : update != 0            ? "true"
+                                     : "false");
 }
 
 void print_board_json(FILE* out, const board_finding& board)
 {
-    fprintf(out, "{\"board\": \"0x%04x\", \"verdict\": \"%s\", \"result\": %d", board.board_id,
+    fprintf(out, "{\"board\": \"0x%04x\", \"verdict\": \"%s\", \"result\": %d", board.pair.board_id,
             board_verdict_name(board.verdict), board.result);
-    if (board.partition_id >= 0) {
-        fprintf(out, ", \"partition_id\": %d", board.partition_id);
+    if (board.pair.partition_id >= 0) {
+        fprintf(out, ", \"partition_id\": %d", board.pair.partition_id);
     }
     if (board.verdict == PAIR_LEGACY) {
-        fprintf(out, ", \"legacy\": \"%s\"", legacy_reason_text(board.legacy));
+        fprintf(out, ", \"legacy\": \"%s\"", legacy_reason_text(board.pair.legacy));
     }
-    if (board.has_packages) {
+    if (board.verdict == PAIR_ACCEPTED) {
         fprintf(out, ", \"packages\": {");
         for (int role = 0; role < PACKAGE_ROLES; ++role) {
             fprintf(out, "%s\"%s\": ", role == 0 ? "" : ", ", ROLE_NAMES[role]);
-            print_package_json(out, board.packages[static_cast<std::size_t>(role)]);
+            print_package_json(out, package_in(board.pair, static_cast<package_role>(role)),
+                               board.update[static_cast<std::size_t>(role)]);
         }
         fprintf(out, "}");
     }
@@ -153,9 +153,9 @@ void print_check_text(FILE* out, const pair_check& check, check_verdict verdict)
 void print_check_json(FILE* out, const pair_check& check, check_verdict verdict)
 {
     fprintf(out, "{\"os\": ");
-    print_json_string(out, check.os_name);
+    print_json_string(out, check.pair.os.display_name);
     fprintf(out, ", \"app\": ");
-    print_json_string(out, check.app_name);
+    print_json_string(out, check.pair.app.display_name);
     fprintf(out, ", \"verdict\": \"%s\", \"exit_status\": %d, \"hashes_ok\": %s, \"boards\": [",
             verdict_name(verdict), verdict, check.intact ? "true" : "false");
     for (std::size_t i = 0; i < check.boards.size(); ++i) {

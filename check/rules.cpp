@@ -2,9 +2,10 @@
 #include "check/rules.h"
 
 #include "dataflash/layout.h"
-#include "dataflash/record.h"
 #include "firmpack/byte_order.h"
+#include "firmpack/extent.h"
 #include "firmpack/fit.h"
+#include "firmpack/structure.h"
 #include "firmpack/verify.h"
 #include "ubi/version.h"
 
@@ -62,11 +63,20 @@ bool has_outer_space(const std::string& text)
                              isspace(static_cast<unsigned char>(text.back())));
 }
 
+// The code of a package's compression name, 0xFF for none or an unknown one.
+uint8_t compression_of(const firmpack_package& package)
+{
+    if (package.compression == nullptr) {
+        return COMPRESSION_UNKNOWN;
+    }
+    return static_cast<uint8_t>(compression_by_name(package.compression));
+}
+
 // The first bytes of a package's content: as stored, or gunzipped. False when
 // the gzip stream does not give them.
-bool content_start(const package_finding& package, uint8_t* start, uint32_t count)
+bool content_start(const firmpack_package& package, uint8_t* start, uint32_t count)
 {
-    if (package.compression != COMPRESSION_GZIP) {
+    if (compression_of(package) != COMPRESSION_GZIP) {
         if (package.size < count) {
             return false;
         }
@@ -89,7 +99,7 @@ bool content_start(const package_finding& package, uint8_t* start, uint32_t coun
     return stream.avail_out == 0;
 }
 
-void warn_filesystem(const package_finding& package, const char* label,
+void warn_filesystem(const firmpack_package& package, const char* label,
                      std::vector<std::string>* warnings)
 {
     const std::string description = package.description;
@@ -101,7 +111,8 @@ void warn_filesystem(const package_finding& package, const char* label,
                                      "fails after the volume was written",
                                      package.name, package.description, label));
     }
-    if (package.compression != COMPRESSION_NONE && package.compression != COMPRESSION_GZIP) {
+    const uint8_t compression = compression_of(package);
+    if (compression != COMPRESSION_NONE && compression != COMPRESSION_GZIP) {
         add_warning(warnings, format("package '%s' has a compression other than none or "
                                      "gzip: the tool refuses to install it",
                                      package.name));
@@ -112,12 +123,11 @@ void warn_filesystem(const package_finding& package, const char* label,
         add_warning(warnings,
                     format("package '%s' is not a UBIFS image%s: the volume "
                            "written from it does not mount",
-                           package.name,
-                           package.compression == COMPRESSION_GZIP ? " once gunzipped" : ""));
+                           package.name, compression == COMPRESSION_GZIP ? " once gunzipped" : ""));
     }
 }
 
-void warn_bootloader(const package_finding& package, std::vector<std::string>* warnings)
+void warn_bootloader(const firmpack_package& package, std::vector<std::string>* warnings)
 {
     if (package.size > BOOTLOADER_IMAGE_AREA_SIZE) {
         add_warning(warnings, format("bootloader package '%s' holds %u bytes, more than "
@@ -134,9 +144,12 @@ void warn_bootloader(const package_finding& package, std::vector<std::string>* w
 
 } // namespace
 
-void warn_unsupported_hashes(const uint8_t* fit, const char* name,
-                             std::vector<std::string>* warnings)
+void warn_unsupported_hashes(const firmpack_input& firmpack, std::vector<std::string>* warnings)
 {
+    const uint8_t* fit = firmpack.fit;
+    if (firmpack_check_extent(fit, firmpack.size) != 0 || firmpack_check_structure(fit) != 0) {
+        return;
+    }
     const int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     int image = 0;
     fdt_for_each_subnode(image, fit, images)
@@ -155,55 +168,55 @@ void warn_unsupported_hashes(const uint8_t* fit, const char* name,
             add_warning(warnings, format("%s: hash node '%s' of image '%s' uses %s, which the tool "
                                          "does not compute (crc32, sha1, md5): it refuses the "
                                          "firmpack",
-                                         name, node, fdt_get_name(fit, image, nullptr), algo));
+                                         firmpack.display_name, node,
+                                         fdt_get_name(fit, image, nullptr), algo));
         }
     }
 }
 
-void warn_unmatched_boards(const pair_check& check, std::vector<std::string>* warnings)
+void warn_unmatched_boards(const firmpack_pair& pair, std::vector<std::string>* warnings)
 {
-    const std::vector<uint32_t> os_boards = firmpack_board_ids(check.os_fit);
-    const std::vector<uint32_t> app_boards = firmpack_board_ids(check.app_fit);
+    const std::vector<uint32_t> os_boards = firmpack_board_ids(pair.os.fit);
+    const std::vector<uint32_t> app_boards = firmpack_board_ids(pair.app.fit);
     for (uint32_t board : app_boards) {
         if (std::find(os_boards.begin(), os_boards.end(), board) == os_boards.end()) {
             add_warning(warnings, format("board 0x%04x is defined in %s but not in %s", board,
-                                         check.app_name, check.os_name));
+                                         pair.app.display_name, pair.os.display_name));
         }
     }
     for (uint32_t board : os_boards) {
         if (std::find(app_boards.begin(), app_boards.end(), board) == app_boards.end()) {
             add_warning(warnings, format("board 0x%04x is defined in %s but not in %s", board,
-                                         check.os_name, check.app_name));
+                                         pair.os.display_name, pair.app.display_name));
         }
     }
 }
 
-void warn_partition_id_lookalike(const pair_check& check, const board_finding& board,
-                                 std::vector<std::string>* warnings)
+void warn_partition_id_lookalike(const board_finding& board, std::vector<std::string>* warnings)
 {
-    if (board.legacy != LEGACY_NO_PARTITION_ID) {
+    const firmpack_pair& pair = board.pair;
+    if (pair.legacy != LEGACY_NO_PARTITION_ID) {
         return;
     }
-    const int config = firmpack_board_config(check.os_fit, board.board_id);
-    const int fdt = firmpack_config_fdt(check.os_fit, config);
+    const int fdt = pair.fdt_image;
     const char* description = nullptr;
-    if (firmpack_get_description(check.os_fit, fdt, &description) == 0 &&
+    if (firmpack_get_description(pair.os.fit, fdt, &description) == 0 &&
         loosely(description).rfind(loosely(PARTITION_ID_PREFIX), 0) == 0) {
         add_warning(warnings, format("FDT package '%s' is described as '%s', which differs from "
                                      "'%s' only in letter case or blanks: the tool takes the pair "
                                      "for a legacy pair, erases the Linux update administration "
                                      "and leaves the update to the boot loader",
-                                     fdt_get_name(check.os_fit, fdt, nullptr), description,
+                                     fdt_get_name(pair.os.fit, fdt, nullptr), description,
                                      PARTITION_ID_PREFIX));
     }
 }
 
 void warn_packages(const board_finding& board, std::vector<std::string>* warnings)
 {
-    if (!board.has_packages) {
+    if (board.verdict != PAIR_ACCEPTED) {
         return;
     }
-    warn_bootloader(board.packages[PACKAGE_BOOTLOADER], warnings);
-    warn_filesystem(board.packages[PACKAGE_ROOTFS], ROOTFS_LABEL, warnings);
-    warn_filesystem(board.packages[PACKAGE_APPS], APPS_LABEL, warnings);
+    warn_bootloader(board.pair.bootloader, warnings);
+    warn_filesystem(board.pair.os_filesystem, ROOTFS_LABEL, warnings);
+    warn_filesystem(board.pair.app_filesystem, APPS_LABEL, warnings);
 }

@@ -1,39 +1,200 @@
 // SPDX-License-Identifier: MIT
 #include "dataflash/bootloader.h"
 
-#include "dataflash/bootloader_admin.h"
-#include "dataflash/record.h"
+#include "dataflash/layout.h"
 #include "dataflash/result.h"
 #include "dataflash/transfer.h"
+#include "firmpack/byte_order.h"
 #include "firmpack/checksum.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 #include <cstring>
 
 namespace {
 
+namespace record = bootloader_admin_record;
+
 constexpr const char* PACKAGE_NAME = "bootloader";
 // Lines of differing bytes shown for an image that reads back wrong.
 constexpr int MAX_BYTE_ERROR_LINES = 20;
 
+// The first byte after the bootloader update administration and the first
+// byte of the Linux update administration bound every stored image.
+constexpr uint32_t FIRST_IMAGE_BYTE = BOOTLOADER_ADMIN_OFFSET + ADMIN_AREA_SIZE;
+constexpr uint32_t IMAGE_LIMIT = LINUX_ADMIN_OFFSET;
+static_assert(FIRST_IMAGE_BYTE == 0xCE820 && IMAGE_LIMIT == 0x410040);
+
+// The slot of no record.
+constexpr int NO_RECORD = -1;
+
+// Where a new bootloader goes: the slot that does not hold the newest record,
+// with a sequence one higher than the newest record's.
+struct bootloader_target {
+    int slot;
+    uint32_t sequence;
+};
+constexpr bootloader_target FIRST_TARGET = {0, 1};
+
+// An image written into a slot's image area and read back verified.
+struct bootloader_image {
+    uint32_t offset;
+    uint32_t length;
+    uint32_t crc;
+};
+
+// Both slots as last read, with the verdicts of their validation in their
+// valid fields; all zero before, so that no record counts as valid.
+std::array<uint8_t, ADMIN_AREA_SIZE> admin_copy;
+bool loaded = false;
+// The slot whose record a store prepared.
+int prepared_slot = NO_RECORD;
+
+uint8_t* slot_record(int slot)
+{
+    return admin_copy.data() + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
+}
+
+int check_package_type(const char* operation, int type)
+{
+    if (type != LIBSU_TYPE_BOOTLOADER) {
+        printf("%s: Invalid type:%i\n", operation, type);
+        return DATAFLASH_REFUSED;
+    }
+    return 0;
+}
+
+int check_administration_loaded(const char* operation)
+{
+    if (!loaded) {
+        printf("ERROR: %s: update administration not loaded\n", operation);
+        return DATAFLASH_REFUSED;
+    }
+    return 0;
+}
+
+int read_administration()
+{
+    if (dataflash_transfer(DATAFLASH_READ, admin_copy.data(), BOOTLOADER_ADMIN_OFFSET,
+                           ADMIN_AREA_SIZE) != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    loaded = true;
+    return 0;
+}
+
+bool header_is_valid(const uint8_t* r)
+{
+    uint32_t magic = get_le32(r + record::MAGIC);
+    uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
+    // The end is summed in 64 bits: an offset and a length whose 32-bit sum
+    // wraps around would otherwise pass and lead a read far past the buffer.
+    uint64_t image_end = uint64_t{image_offset} + get_le32(r + record::IMAGE_LENGTH);
+    return magic == RECORD_MAGIC && get_le32(r + record::MAGIC_END) == magic &&
+           get_le32(r + record::VALID) != 0 && get_le32(r + record::SEQUENCE) != 0 &&
+           image_offset >= FIRST_IMAGE_BYTE && image_end < IMAGE_LIMIT;
+}
+
+// A record that fails validation is marked so in memory only.
+void mark_invalid(uint8_t* r)
+{
+    put_le32(r + record::VALID, 0);
+}
+
+// The header, then the image's CRC-32. 0, or -1 when the image could not be
+// read (the record is then unchanged).
+int validate_record(uint8_t* r, uint8_t* work_buffer)
+{
+    if (!header_is_valid(r)) {
+        mark_invalid(r);
+        return 0;
+    }
+    uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
+    uint32_t image_length = get_le32(r + record::IMAGE_LENGTH);
+    if (dataflash_transfer(DATAFLASH_READ, work_buffer, image_offset, image_length) != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    // A damaged image makes its record count as absent; that is no failure.
+    if (checksum_crc32(0, work_buffer, image_length) != get_le32(r + record::IMAGE_CRC)) {
+        mark_invalid(r);
+    }
+    return 0;
+}
+
+// Reads both slots and validates each record; the slots after a failing
+// image read stay unvalidated.
+int load_administration(uint8_t* work_buffer)
+{
+    if (read_administration() != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    for (int slot = 0; slot < BOOTLOADER_SLOT_COUNT; ++slot) {
+        if (validate_record(slot_record(slot), work_buffer) != 0) {
+            return DATAFLASH_TRANSFER_FAILED;
+        }
+    }
+    return 0;
+}
+
+// The slot of the newest valid record, or NO_RECORD. Reads only memory.
+int newest_record()
+{
+    uint32_t valid_0 = get_le32(slot_record(0) + record::VALID);
+    uint32_t sequence_0 = get_le32(slot_record(0) + record::SEQUENCE);
+    uint32_t valid_1 = get_le32(slot_record(1) + record::VALID);
+    uint32_t sequence_1 = get_le32(slot_record(1) + record::SEQUENCE);
+    // Slot 1 must be strictly newer: with equal sequences slot 0 wins.
+    uint32_t newest_sequence = valid_0 != 0 ? sequence_0 : 0;
+    int newest = valid_0 != 0 && sequence_0 != 0 ? 0 : NO_RECORD;
+    if (valid_1 != 0 && sequence_1 > newest_sequence) {
+        newest = 1;
+    }
+    return newest;
+}
+
+// The description of the slot's record, ended at its last byte.
+const char* recorded_description(int slot)
+{
+    uint8_t* r = slot_record(slot);
+    r[record::DESCRIPTION_END] = 0;
+    return reinterpret_cast<const char*>(r + record::DESCRIPTION);
+}
+
 // Compares the newest valid record's description with the package's.
 void compare_with_installed(const char* description, uint32_t* update_required)
 {
-    int newest = newest_bootloader_record();
-    if (newest == NO_BOOTLOADER_RECORD) {
+    int newest = newest_record();
+    if (newest == NO_RECORD) {
         printf("   Package '%-14.14s' not yet installed\n", PACKAGE_NAME);
         *update_required = 1;
         return;
     }
-    const char* installed = bootloader_description(newest);
-    if (strcmp(description, installed) == 0) {
+    const char* installed = recorded_description(newest);
+    if (bootloader_description_matches(installed, description)) {
         printf("   Package '%-14.14s' not changed, got '%s'\n", PACKAGE_NAME, installed);
         return;
     }
     printf("   Package '%-14.14s' changed, got '%s', found '%s'\n", PACKAGE_NAME, installed,
            description);
     *update_required = 1;
+}
+
+bootloader_target next_target()
+{
+    int newest = newest_record();
+    if (newest == NO_RECORD) {
+        return FIRST_TARGET;
+    }
+    return {1 - newest, get_le32(slot_record(newest) + record::SEQUENCE) + 1};
+}
+
+// Erases the slot's record in memory and writes the whole slot, so that the
+// slot holds no valid record before its image area is touched. 0 or -1.
+int erase_record(int slot)
+{
+    std::fill_n(slot_record(slot), record::SIZE, ERASED_BYTE);
+    return write_admin_slot(BOOTLOADER_ADMIN_OFFSET, slot, slot_record(slot));
 }
 
 void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, uint32_t length,
@@ -56,28 +217,76 @@ void report_read_back_mismatch(const uint8_t* data, const uint8_t* read_back, ui
 int write_and_verify(const uint8_t* data, const bootloader_image& image, uint8_t* work_buffer)
 {
     if (dataflash_transfer(DATAFLASH_WRITE, work_buffer, image.offset, image.length) != 0) {
-        return RESULT_TRANSFER_FAILED;
+        return DATAFLASH_TRANSFER_FAILED;
     }
     if (dataflash_transfer(DATAFLASH_READ, work_buffer, image.offset, image.length) != 0) {
-        return RESULT_TRANSFER_FAILED;
+        return DATAFLASH_TRANSFER_FAILED;
     }
     if (checksum_crc32(0, work_buffer, image.length) != image.crc) {
         report_read_back_mismatch(data, work_buffer, image.length, image.crc);
-        return RESULT_READ_BACK_DIFFERS;
+        return DATAFLASH_NOT_WRITTEN;
+    }
+    return 0;
+}
+
+void put_description(uint8_t* r, const char* description)
+{
+    uint8_t* field = r + record::DESCRIPTION;
+    std::size_t length = strnlen(description, record::DESCRIPTION_SIZE);
+    memcpy(field, description, length);
+    memset(field + length, 0, record::DESCRIPTION_SIZE - length);
+    r[record::DESCRIPTION_END] = 0;
+}
+
+// Puts the record of a verified image into its slot in memory only and
+// remembers the slot as the one to make persistent.
+void prepare_record(const bootloader_target& target, const char* description,
+                    const bootloader_image& image)
+{
+    uint8_t* r = slot_record(target.slot);
+    put_le32(r + record::MAGIC, RECORD_MAGIC);
+    put_le32(r + record::IMAGE_OFFSET, image.offset);
+    put_le32(r + record::IMAGE_LENGTH, image.length);
+    put_le32(r + record::IMAGE_CRC, image.crc);
+    put_le32(r + record::VALID, RECORD_VALID);
+    put_le32(r + record::SEQUENCE, target.sequence);
+    put_description(r, description);
+    put_le32(r + record::MAGIC_END, RECORD_MAGIC);
+    prepared_slot = target.slot;
+}
+
+// Erases the first bytes of the page-32 update administration, which this
+// system never reads; done just before a new bootloader record is written.
+int corrupt_update_administration()
+{
+    std::array<uint8_t, PAGE32_ADMIN_CORRUPT_LENGTH> erased;
+    erased.fill(ERASED_BYTE);
+    if (dataflash_transfer(DATAFLASH_WRITE, erased.data(), PAGE32_ADMIN_OFFSET,
+                           PAGE32_ADMIN_CORRUPT_LENGTH) != 0) {
+        printf("Corrupting update administration failed\n");
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    return 0;
+}
+
+// Writes the prepared record's slot, reads the administration back and
+// validates the header of the record read back.
+int write_prepared_record()
+{
+    uint8_t* r = slot_record(prepared_slot);
+    if (write_admin_slot(BOOTLOADER_ADMIN_OFFSET, prepared_slot, r) != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    if (read_administration() != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
+    }
+    if (!header_is_valid(r)) {
+        mark_invalid(r);
     }
     return 0;
 }
 
 } // namespace
-
-int check_package_type(const char* operation, int type)
-{
-    if (type != LIBSU_TYPE_BOOTLOADER) {
-        printf("%s: Invalid type:%i\n", operation, type);
-        return RESULT_BAD_REQUEST;
-    }
-    return 0;
-}
 
 int libsu_is_update_required(int type, const char* description, uint8_t* work_buffer,
                              uint32_t* update_required)
@@ -87,7 +296,7 @@ int libsu_is_update_required(int type, const char* description, uint8_t* work_bu
         return result;
     }
     *update_required = 0;
-    result = load_bootloader_administration(work_buffer);
+    result = load_administration(work_buffer);
     if (result != 0) {
         return result;
     }
@@ -111,22 +320,41 @@ int libsu_store_package(int type, const char* description, const uint8_t* data, 
     if (length > BOOTLOADER_IMAGE_AREA_SIZE) {
         printf("ERROR: Package '%-14.14s' too large (%u > %u bytes)\n", PACKAGE_NAME, length,
                BOOTLOADER_IMAGE_AREA_SIZE);
-        return RESULT_PACKAGE_TOO_LARGE;
+        return DATAFLASH_PACKAGE_TOO_LARGE;
     }
     // The target slot's record is invalid on the dataflash before its image
     // area is touched; the newest record stays the installed bootloader.
-    bootloader_target target = next_bootloader_target();
-    if (erase_bootloader_record(target.slot) != 0) {
-        return RESULT_TRANSFER_FAILED;
+    const bootloader_target target = next_target();
+    if (erase_record(target.slot) != 0) {
+        return DATAFLASH_TRANSFER_FAILED;
     }
     std::copy_n(data, length, work_buffer);
-    bootloader_image image = {BOOTLOADER_IMAGE_OFFSETS[target.slot], length,
-                              checksum_crc32(0, work_buffer, length)};
+    const bootloader_image image = {BOOTLOADER_IMAGE_OFFSETS[target.slot], length,
+                                    checksum_crc32(0, work_buffer, length)};
     result = write_and_verify(data, image, work_buffer);
     if (result != 0) {
         return result;
     }
     // Prepared in memory only: libsu_make_update_persistent writes it.
-    prepare_bootloader_record(target.slot, target.sequence, description, image);
+    prepare_record(target, description, image);
     return 0;
+}
+
+int libsu_make_update_persistent(int type)
+{
+    int result = check_package_type(__func__, type);
+    if (result == 0) {
+        result = check_administration_loaded(__func__);
+    }
+    if (result != 0) {
+        return result;
+    }
+    if (prepared_slot == NO_RECORD) {
+        printf("ERROR: Store the bootloader first!\n");
+        return DATAFLASH_NOT_STORED;
+    }
+    if (corrupt_update_administration() != 0) {
+        return DATAFLASH_NOT_WRITTEN;
+    }
+    return write_prepared_record();
 }

@@ -79,7 +79,7 @@ bool format_device_path(int number, char (&path)[DEVICE_PATH_SIZE])
         return true;
     }
     fprintf(stderr, "Could not open mtd device: %s%i -> %s\n", DEVICE_PATH_PREFIX, number,
-            strerror(RESULT_DEVICE_PATH_TOO_LONG));
+            strerror(DATAFLASH_DEVICE_PATH_TOO_LONG));
     return false;
 }
 
@@ -91,7 +91,7 @@ int dataflash_open(int* descriptor)
     for (int number = FIRST_DEVICE_NUMBER; dataflash_fd < 0; ++number) {
         char path[DEVICE_PATH_SIZE];
         if (!format_device_path(number, path)) {
-            return RESULT_DEVICE_PATH_TOO_LONG;
+            return DATAFLASH_DEVICE_PATH_TOO_LONG;
         }
         int error = 0;
         int fd = -1;

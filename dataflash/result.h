@@ -1,18 +1,24 @@
 // Result codes of the dataflash subsystem: the Linux errno values that each
-// outcome is reported with, named for the outcome. The device's own error
-// numbers pass up unchanged from dataflash_read and dataflash_write.
+// of its outcomes is reported with. The device's own error numbers pass up
+// unchanged from dataflash_read and dataflash_write.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include <cerrno>
 
-inline constexpr int RESULT_TRANSFER_FAILED = -1;                // after the transfer said so
-inline constexpr int RESULT_NOT_STORED = EPERM;                  // 1: persistence before a store
-inline constexpr int RESULT_ADMIN_UNREACHABLE = ENXIO;           // 6: Linux administration
-inline constexpr int RESULT_READ_BACK_DIFFERS = ENODEV;          // 19: image's CRC-32 on read-back
-inline constexpr int RESULT_PAGE32_NOT_ERASED = ENODEV;          // 19: page 32 not overwritten
-inline constexpr int RESULT_BAD_REQUEST = EINVAL;                // 22: type, baselines, not loaded
-inline constexpr int RESULT_NOT_ERASED = EINVAL;                 // 22: legacy erase reads back
-inline constexpr int RESULT_PACKAGE_TOO_LARGE = EFBIG;           // 27: larger than an image area
-inline constexpr int RESULT_ADMIN_CORRUPT = ESPIPE;              // 29: running Linux record
-inline constexpr int RESULT_DEVICE_PATH_TOO_LONG = ENAMETOOLONG; // 36: device path does not fit
+inline constexpr int DATAFLASH_TRANSFER_FAILED = -1;      // after the transfer said so
+inline constexpr int DATAFLASH_NOT_STORED = EPERM;        // 1: persistence before a store
+inline constexpr int DATAFLASH_ADMIN_UNREACHABLE = ENXIO; // 6: Linux administration
+// 19: what the boot loader depends on did not reach the dataflash as written:
+// a bootloader image that reads back different, or the page-32 administration
+// that could not be overwritten before the new record.
+inline constexpr int DATAFLASH_NOT_WRITTEN = ENODEV;
+// 22: a request refused before anything is done: a package type other than
+// the bootloader, baselines other than 1 and 2, an administration not loaded.
+inline constexpr int DATAFLASH_REFUSED = EINVAL;
+// 22 as well, as the boot loader's side expects, but after writing: the
+// legacy erase read back something other than erased bytes.
+inline constexpr int DATAFLASH_NOT_ERASED = EINVAL;
+inline constexpr int DATAFLASH_PACKAGE_TOO_LARGE = EFBIG;           // 27: larger than an image area
+inline constexpr int DATAFLASH_ADMIN_CORRUPT = ESPIPE;              // 29: running Linux record
+inline constexpr int DATAFLASH_DEVICE_PATH_TOO_LONG = ENAMETOOLONG; // 36: device path does not fit

@@ -17,14 +17,14 @@ int dataflash_transfer(int write, uint8_t* buffer, uint32_t offset, uint32_t len
         int result = dataflash_write(offset, buffer, length);
         if (result != 0) {
             printf("ERROR: Failed to write to dataflash (%i)\n", result);
-            return RESULT_TRANSFER_FAILED;
+            return DATAFLASH_TRANSFER_FAILED;
         }
         return 0;
     }
     int result = dataflash_read(offset, length, buffer);
     if (result != 0) {
         printf("ERROR: Failed to read from dataflash (%i)\n", result);
-        return RESULT_TRANSFER_FAILED;
+        return DATAFLASH_TRANSFER_FAILED;
     }
     return 0;
 }
@@ -33,7 +33,7 @@ int write_admin_slot(uint32_t area_offset, int slot, uint8_t* slot_bytes)
 {
     uint32_t offset = area_offset + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
     if (dataflash_transfer(DATAFLASH_WRITE, slot_bytes, offset, ADMIN_SLOT_SIZE) != 0) {
-        return RESULT_TRANSFER_FAILED;
+        return DATAFLASH_TRANSFER_FAILED;
     }
     return 0;
 }

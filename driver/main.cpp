@@ -1,10 +1,11 @@
 // firmpack-update: installs a matched pair of firmpacks on this board.
 // SPDX-License-Identifier: MIT
 
+#include "driver/result.h"
 #include "driver/sources.h"
 #include "driver/startup.h"
+#include "io/image_file.h"
 
-#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <cstdio>
@@ -17,12 +18,15 @@ int main(int argc, char** argv)
     // A utility that stops reading its input must fail our write with EPIPE,
     // not end the whole update half-way.
     signal(SIGPIPE, SIG_IGN);
+    // A firmpack that shrinks while it is read ends the run with one line,
+    // not a bus error.
+    guard_mapped_files();
 
     request_normal_scheduling();
     uint32_t board_id = read_board_id();
     printf("## Info: Firmpacks must match board-id: 0x%x\n", board_id);
 
-    int result = EINVAL;
+    int result = UPDATE_WRONG_USE;
     switch (select_source(argc, argv)) {
     case SOURCE_SHM:
         result = update_from_shm(board_id);
@@ -32,7 +36,7 @@ int main(int argc, char** argv)
         break;
     case SOURCE_USAGE:
         print_usage(argc > 0 ? argv[0] : nullptr);
-        result = EINVAL;
+        result = UPDATE_WRONG_USE;
         break;
     }
     return exit_status_of(result);

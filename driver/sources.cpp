@@ -1,32 +1,29 @@
 // SPDX-License-Identifier: MIT
 #include "driver/sources.h"
 
-#include "driver/image_file.h"
 #include "driver/update.h"
 #include "firmpack/extent.h"
+#include "io/image_file.h"
 #include "platform/mirel/mirel.h"
-
-#include <cerrno>
-#include <cstdio>
 
 namespace {
 
-// Every reader after this point trusts the total size in the firmpack's own
-// header, so a file shorter than that is refused here, before any of it is read.
-int check_firmpack_file(const uint8_t* fit, int32_t size, const char* display_name)
+int map_firmpack(const char* path, firmpack_input* firmpack)
 {
-    if (firmpack_check_extent(fit, static_cast<uint32_t>(size)) != 0) {
-        printf("file %s is corrupt, stopping upgrade\n", display_name);
-        return EINVAL;
-    }
-    return 0;
+    int32_t size = 0;
+    int result = map_image_file(path, &firmpack->fit, &size);
+    firmpack->size = static_cast<uint32_t>(size);
+    firmpack->display_name = path;
+    return result;
 }
 
-int open_shm_firmpack(int which, const uint8_t** fit)
+// The platform library hands out whole firmpacks: the extent is what each
+// firmpack's header says.
+int open_shm_firmpack(int which, const char* display_name, firmpack_input* firmpack)
 {
     void* start = nullptr;
     int result = mirel_sw_update_open_shm(which, &start);
-    *fit = static_cast<const uint8_t*>(start);
+    *firmpack = {static_cast<const uint8_t*>(start), FIRMPACK_SIZE_AS_DECLARED, display_name};
     return result;
 }
 
@@ -34,42 +31,30 @@ int open_shm_firmpack(int which, const uint8_t** fit)
 
 int update_from_files(const char* os_path, const char* app_path, uint32_t board_id)
 {
-    const uint8_t* os_fit = nullptr;
-    const uint8_t* app_fit = nullptr;
-    int32_t os_size = 0;
-    int32_t app_size = 0;
-
-    int result = map_image_file(os_path, &os_fit, &os_size);
+    firmpack_input os{};
+    firmpack_input app{};
+    int result = map_firmpack(os_path, &os);
     if (result != 0) {
         return result;
     }
-    result = map_image_file(app_path, &app_fit, &app_size);
+    result = map_firmpack(app_path, &app);
     if (result != 0) {
         return result;
     }
-    result = check_firmpack_file(os_fit, os_size, os_path);
-    if (result != 0) {
-        return result;
-    }
-    result = check_firmpack_file(app_fit, app_size, app_path);
-    if (result != 0) {
-        return result;
-    }
-    return run_update(os_fit, app_fit, os_path, app_path, board_id);
+    return run_update(os, app, board_id);
 }
 
 int update_from_shm(uint32_t board_id)
 {
-    const uint8_t* os_fit = nullptr;
-    const uint8_t* app_fit = nullptr;
-
-    int result = open_shm_firmpack(MIREL_FIRMPACK_OS, &os_fit);
+    firmpack_input os{};
+    firmpack_input app{};
+    int result = open_shm_firmpack(MIREL_FIRMPACK_OS, SHM_OS_DISPLAY_NAME, &os);
     if (result != 0) {
         return result;
     }
-    result = open_shm_firmpack(MIREL_FIRMPACK_APP, &app_fit);
+    result = open_shm_firmpack(MIREL_FIRMPACK_APP, SHM_APP_DISPLAY_NAME, &app);
     if (result != 0) {
         return result;
     }
-    return run_update(os_fit, app_fit, SHM_OS_DISPLAY_NAME, SHM_APP_DISPLAY_NAME, board_id);
+    return run_update(os, app, board_id);
 }

@@ -8,8 +8,7 @@
 inline constexpr const char* SHM_OS_DISPLAY_NAME = "shm:fp_os.img";
 inline constexpr const char* SHM_APP_DISPLAY_NAME = "shm:fp_app.img";
 
-// The result of run_update, or the non-zero result of mapping a file (or 22
-// for a file shorter than its own header says).
+// The result of run_update, or the non-zero result of mapping a file.
 [[nodiscard]] int update_from_files(const char* os_path, const char* app_path, uint32_t board_id);
 
 // The result of run_update, or the platform library's non-zero result.

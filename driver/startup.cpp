@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "driver/startup.h"
 
-#include "driver/cmdline.h"
+#include "io/cmdline.h"
 
 #include <cstdio>
 #include <cstdlib>

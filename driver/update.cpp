@@ -1,14 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "driver/update.h"
 
-#include "dataflash/admin.h"
 #include "dataflash/bootloader.h"
 #include "dataflash/layout.h"
-#include "dataflash/legacy.h"
-#include "driver/acceptance.h"
-#include "driver/cmdline.h"
+#include "dataflash/linux_admin.h"
 #include "driver/result.h"
-#include "firmpack/fit.h"
+#include "io/cmdline.h"
 #include "ubi/install.h"
 #include "ubi/version.h"
 
@@ -30,13 +27,12 @@ constexpr const char* BANNER_START = "   --------- Starting SW Update ---------"
 constexpr const char* BANNER_SUCCESS = "   -------- SW Update Completed ---------";
 constexpr const char* BANNER_FAILURE = "   -------- SW Update FAILED !! ---------";
 
-// Process-wide, like every resource of the tool: obtained once, kept until exit.
-uint8_t* work_buffer;
-
-// What the update carries from step to step: the pair and its packages, then
-// what differs from the board and which slot is written.
+// What the update carries from step to step: the pair and its packages, the
+// scratch buffer lent to the bootloader operations, then what differs from
+// the board and which slot is written.
 struct update_work {
     firmpack_pair pair;
+    uint8_t* buffer; // WORK_BUFFER_SIZE bytes
 
     uint32_t bootloader_changed;
     uint32_t rootfs_changed;
@@ -55,20 +51,20 @@ void print_banner(const char* middle)
 // Which of the three packages differ from what the board holds.
 int check_changes(update_work* work)
 {
-    int result = libsu_is_update_required(LIBSU_TYPE_BOOTLOADER, work->pair.bootloader_description,
-                                          work_buffer, &work->bootloader_changed);
+    const firmpack_pair& pair = work->pair;
+    int result = libsu_is_update_required(LIBSU_TYPE_BOOTLOADER, pair.bootloader.description,
+                                          work->buffer, &work->bootloader_changed);
     if (result != 0) {
         return result;
     }
-    result = check_update_required(work->pair.os_filesystem_description,
-                                   work->pair.os_filesystem_name, &work->rootfs_changed,
-                                   ROOT_VERSION_FILE, ROOTFS_LABEL, VERSION_CHECK);
+    result = check_update_required(pair.os_filesystem.description, pair.os_filesystem.name,
+                                   &work->rootfs_changed, ROOT_VERSION_FILE, ROOTFS_LABEL,
+                                   VERSION_CHECK);
     if (result != 0) {
         return result;
     }
-    return check_update_required(work->pair.app_filesystem_description,
-                                 work->pair.app_filesystem_name, &work->apps_changed,
-                                 APPS_VERSION_FILE, APPS_LABEL, VERSION_CHECK);
+    return check_update_required(pair.app_filesystem.description, pair.app_filesystem.name,
+                                 &work->apps_changed, APPS_VERSION_FILE, APPS_LABEL, VERSION_CHECK);
 }
 
 // The update always writes the slot that is not running.
@@ -82,7 +78,7 @@ int choose_baseline(update_work* work)
         work->updating_baseline = 1;
     } else {
         printf("Unexpected baseline to boot from:%i\n", work->current_baseline - 1);
-        return RESULT_BAD_BASELINE;
+        return UPDATE_BAD_BASELINE;
     }
     printf("   Current baseline:%i, Updating baseline:%i\n", work->current_baseline,
            work->updating_baseline);
@@ -94,15 +90,13 @@ int choose_baseline(update_work* work)
 int store_bootloader(const update_work* work)
 {
     printf("## Preparing bootloader update...\n");
-    int image = firmpack_image_node(work->pair.os_fit, work->pair.bootloader_name);
-    const uint8_t* data = nullptr;
-    uint32_t size = 0;
-    if (firmpack_get_data(work->pair.os_fit, image, &data, &size) != 0) {
+    const firmpack_package& bootloader = work->pair.bootloader;
+    if (bootloader.data == nullptr) {
         printf("Could not find script subimage data\n");
-        return RESULT_NO_PARTITION_ID;
+        return UPDATE_NO_BOOTLOADER_DATA;
     }
-    return libsu_store_package(LIBSU_TYPE_BOOTLOADER, work->pair.bootloader_description, data, size,
-                               work_buffer);
+    return libsu_store_package(LIBSU_TYPE_BOOTLOADER, bootloader.description, bootloader.data,
+                               bootloader.size, work->buffer);
 }
 
 // Both filesystems of the slot being updated, then their administration record.
@@ -110,13 +104,13 @@ int install_filesystems(update_work* work)
 {
     printf("## Preparing root and applications filesystems...\n");
     snprintf(work->text, sizeof work->text, "rootfs%i", work->updating_baseline);
-    int result = store_fs_in_flash(work->pair.os_fit, work->pair.os_filesystem_name, work->text,
+    int result = store_fs_in_flash(work->pair.os.fit, work->pair.os_filesystem.name, work->text,
                                    ROOTFS_LABEL);
     if (result != 0) {
         return result;
     }
     snprintf(work->text, sizeof work->text, "apps%i", work->updating_baseline);
-    result = store_fs_in_flash(work->pair.app_fit, work->pair.app_filesystem_name, work->text,
+    result = store_fs_in_flash(work->pair.app.fit, work->pair.app_filesystem.name, work->text,
                                APPS_LABEL);
     if (result != 0) {
         return result;
@@ -144,21 +138,13 @@ int install_changes(update_work* work)
 // The second phase: what changed, which slot, and the installation itself.
 int plan_and_install(update_work* work)
 {
-    int result = find_pair_packages(&work->pair);
-    if (result != 0) {
-        return result;
-    }
-    printf("## Checking versions:\n");
-    result = find_pair_descriptions(&work->pair);
-    if (result == 0) {
-        result = check_changes(work);
-    }
+    int result = check_changes(work);
     if (result != 0) {
         return result;
     }
     if (work->bootloader_changed == 0 && work->rootfs_changed == 0 && work->apps_changed == 0) {
         print_banner(BANNER_NOTHING_TO_DO);
-        return RESULT_NOTHING_TO_UPDATE;
+        return UPDATE_NOTHING_TO_DO;
     }
     print_banner(BANNER_START);
     result = choose_baseline(work);
@@ -172,37 +158,28 @@ int plan_and_install(update_work* work)
 
 } // namespace
 
-int run_update(const uint8_t* os_fit, const uint8_t* app_fit, const char* os_display_name,
-               const char* app_display_name, uint32_t board_id)
+int run_update(const firmpack_input& os, const firmpack_input& app, uint32_t board_id)
 {
-    if (work_buffer == nullptr) {
-        work_buffer = static_cast<uint8_t*>(malloc(WORK_BUFFER_SIZE));
-    }
-    if (work_buffer == nullptr) {
-        fprintf(stderr, "Out of memory\n");
-        return RESULT_OUT_OF_MEMORY;
-    }
-
     update_work work{};
-    work.pair.os_fit = os_fit;
-    work.pair.app_fit = app_fit;
-    work.pair.os_display_name = os_display_name;
-    work.pair.app_display_name = app_display_name;
-    work.pair.board_id = board_id;
+    work.buffer = static_cast<uint8_t*>(malloc(WORK_BUFFER_SIZE));
+    if (work.buffer == nullptr) {
+        fprintf(stderr, "Out of memory\n");
+        return UPDATE_OUT_OF_MEMORY;
+    }
+    work.pair = {os, app, board_id};
 
-    int result = check_pair_integrity(&work.pair);
-    if (result != 0) {
-        return result;
-    }
-    switch (check_pair_acceptance(&work.pair, &result)) {
+    int result = 0;
+    switch (accept_pair(&work.pair, &result)) {
     case PAIR_REFUSED:
-        return result;
+        break;
     case PAIR_LEGACY:
-        printf("## Both firmpacks match together\n");
-        return install_legacy_firmpacks();
+        result = install_legacy_firmpacks();
+        break;
     case PAIR_ACCEPTED:
-        printf("## Both firmpacks match together\n");
-        return plan_and_install(&work);
+        result = plan_and_install(&work);
+        break;
     }
+    // The buffer belongs to this run, which ends here.
+    free(work.buffer);
     return result;
 }

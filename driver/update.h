@@ -2,12 +2,13 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "acceptance/pair.h"
+
 #include <cstdint>
 
-// Verifies the pair, decides between refusing it, a legacy downgrade and an
-// update, and installs what changed. 0 for a completed update or legacy
-// preparation, -1 when nothing needs updating, otherwise the code of the first
-// failure. Prints its own progress and errors.
-[[nodiscard]] int run_update(const uint8_t* os_fit, const uint8_t* app_fit,
-                             const char* os_display_name, const char* app_display_name,
+// Takes the pair through its acceptance, then refuses it, hands it to the
+// boot loader as legacy firmpacks, or installs what changed. 0 for a
+// completed update or legacy preparation, -1 when nothing needs updating,
+// otherwise the code of the first failure. Prints its own progress and errors.
+[[nodiscard]] int run_update(const firmpack_input& os, const firmpack_input& app,
                              uint32_t board_id);

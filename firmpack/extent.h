@@ -14,3 +14,8 @@ inline constexpr uint32_t FIRMPACK_PROBE_SIZE = 8;
 // at least FIRMPACK_PROBE_SIZE bytes, and when it starts with the device-tree
 // magic, a whole header and the total size that header claims. -1 otherwise.
 [[nodiscard]] int firmpack_check_extent(const uint8_t* buffer, uint32_t size);
+
+// The size of a buffer whose source vouches that it holds the whole firmpack
+// its header describes, as the platform library does for its shared memory:
+// any header's total size fits it.
+inline constexpr uint32_t FIRMPACK_SIZE_AS_DECLARED = UINT32_MAX;

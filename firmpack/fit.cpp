@@ -104,16 +104,10 @@ int firmpack_get_format(const uint8_t* fit)
     return FIRMPACK_FORMAT_INVALID;
 }
 
-int firmpack_check_format(const uint8_t* fit)
+bool firmpack_check_format(const uint8_t* fit)
 {
-    if (!has_property(fit, 0, PROP_DESCRIPTION)) {
-        return FIRMPACK_CHECK_FAILED;
-    }
-    if (!has_property(fit, 0, PROP_TIMESTAMP)) {
-        return FIRMPACK_CHECK_FAILED;
-    }
-    return fdt_path_offset(fit, FIT_IMAGES_PATH) >= 0 ? FIRMPACK_CHECK_PASSED
-                                                      : FIRMPACK_CHECK_FAILED;
+    return has_property(fit, 0, PROP_DESCRIPTION) && has_property(fit, 0, PROP_TIMESTAMP) &&
+           fdt_path_offset(fit, FIT_IMAGES_PATH) >= 0;
 }
 
 int firmpack_image_node(const uint8_t* fit, const char* image_name)
@@ -218,10 +212,15 @@ bool firmpack_is_hash_node(const char* node_name)
     return std::string_view(node_name).starts_with(HASH_NODE_PREFIX);
 }
 
+int firmpack_get_compression_name(const uint8_t* fit, int node, const char** name)
+{
+    return firmpack_get_string(fit, node, PROP_COMPRESSION, name);
+}
+
 int firmpack_get_compression(const uint8_t* fit, int node, uint8_t* code)
 {
     const char* name = nullptr;
-    if (firmpack_get_string(fit, node, PROP_COMPRESSION, &name) != 0) {
+    if (firmpack_get_compression_name(fit, node, &name) != 0) {
         *code = COMPRESSION_UNKNOWN;
         return FIRMPACK_MISSING;
     }

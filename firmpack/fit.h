@@ -43,8 +43,8 @@ struct name_table_entry {
 // header check, or neither.
 [[nodiscard]] int firmpack_get_format(const uint8_t* fit);
 
-// 1 when the root has "description" and "timestamp" and "/images" exists; else 0.
-[[nodiscard]] int firmpack_check_format(const uint8_t* fit);
+// Whether the root has "description" and "timestamp" and "/images" exists.
+[[nodiscard]] bool firmpack_check_format(const uint8_t* fit);
 
 // Child of "/images" or "/configurations" by name (libfdt's unit-address rule),
 // or a negative libfdt code.
@@ -80,6 +80,9 @@ struct name_table_entry {
 // Whether a child of an image is a hash record: its name starts with "hash"
 // (hash, hash@1, hash-2 and hashes alike).
 [[nodiscard]] bool firmpack_is_hash_node(const char* node_name);
+
+// 0 and the "compression" name as it stands; -1 and null when it is missing.
+[[nodiscard]] int firmpack_get_compression_name(const uint8_t* fit, int node, const char** name);
 
 // 0 and the code of the "compression" name (0xFF for an unknown name);
 // -1 and 0xFF when the property is missing.

@@ -12,38 +12,37 @@ int lookup_board_filesystem(const uint8_t* fit, const char** package_name, uint3
     int config = firmpack_board_config(fit, board_id);
     if (config < 0) {
         printf("Invalid firmpack for this board (Board 0x%4.4x not defined)\n", board_id);
-        return RESULT_BOARD_NOT_DEFINED;
+        return FIRMPACK_BOARD_NOT_DEFINED;
     }
     int image = firmpack_config_filesystem(fit, config);
     if (image < 0) {
         printf("Firmpack does not contain a 'filesystem =' definition\n");
         *package_name = nullptr;
-        return RESULT_BOARD_NOT_DEFINED;
+        return FIRMPACK_BOARD_NOT_DEFINED;
     }
     *package_name = fdt_get_name(fit, image, nullptr);
     return 0;
 }
 
 int lookup_package(const uint8_t* fit, const char* display_name, const char* package_name,
-                   const char** description)
+                   firmpack_package* package)
 {
     int format = firmpack_get_format(fit);
     if (format != FIRMPACK_FORMAT_FIT) {
         printf("filetype of %s is not correct, found %i\n", display_name, format);
-        return RESULT_NOT_A_FIT;
+        return FIRMPACK_NOT_A_FIT;
     }
-    if (firmpack_check_format(fit) == 0) {
+    if (!firmpack_check_format(fit)) {
         printf("%s: Bad FIT image format\n", display_name);
-        return RESULT_NOT_A_FIT;
+        return FIRMPACK_NOT_A_FIT;
     }
-    int image = firmpack_image_node(fit, package_name);
-    if (image < 0) {
+    if (firmpack_read_package(fit, package_name, package) == PACKAGE_NO_IMAGE) {
         printf("%s: Can't find '%s' FIT subimage\n", display_name, package_name);
-        return RESULT_NO_SUBIMAGE;
+        return FIRMPACK_NO_SUBIMAGE;
     }
-    if (firmpack_get_description(fit, image, description) != 0) {
+    if (package->description == nullptr) {
         printf("%s: No Description\n", display_name);
-        return RESULT_NOT_A_FIT;
+        return FIRMPACK_NOT_A_FIT;
     }
     return 0;
 }

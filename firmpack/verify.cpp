@@ -65,11 +65,11 @@ int image_digest(image_digests* digests, const char* algo, const uint8_t** diges
         }
     }
     if (digests->count == ALGORITHM_COUNT) {
-        return FIRMPACK_UNKNOWN_ALGORITHM;
+        return FIRMPACK_MISSING;
     }
     auto& entry = digests->known[digests->count];
     if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length) != 0) {
-        return FIRMPACK_UNKNOWN_ALGORITHM;
+        return FIRMPACK_MISSING;
     }
     entry.algo = algo;
     ++digests->count;
@@ -109,12 +109,12 @@ const char* check_hash_node(const uint8_t* fit, int hash, image_digests* digests
 
 } // namespace
 
-int firmpack_check_hashes(const uint8_t* fit)
+bool firmpack_check_hashes(const uint8_t* fit)
 {
     int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     if (images < 0) {
         printf("Can't find images parent node '%s' (%s)\n", FIT_IMAGES_PATH, fdt_strerror(images));
-        return FIRMPACK_CHECK_FAILED;
+        return false;
     }
     printf("## Checking hash(es) for FIT Image at %08lx ...\n",
            reinterpret_cast<unsigned long>(fit));
@@ -123,21 +123,21 @@ int firmpack_check_hashes(const uint8_t* fit)
     for (int image = next_child(fit, images, &depth); image >= 0;
          image = next_child(fit, image, &depth), ++number) {
         printf("   Hash(es) for Image %u (%s): ", number, fdt_get_name(fit, image, nullptr));
-        if (firmpack_check_image_hashes(fit, image) == 0) {
-            return FIRMPACK_CHECK_FAILED;
+        if (!firmpack_check_image_hashes(fit, image)) {
+            return false;
         }
         printf("\n");
     }
-    return FIRMPACK_CHECK_PASSED;
+    return true;
 }
 
-int firmpack_check_image_hashes(const uint8_t* fit, int image)
+bool firmpack_check_image_hashes(const uint8_t* fit, int image)
 {
     const uint8_t* data = nullptr;
     uint32_t size = 0;
     if (firmpack_get_data(fit, image, &data, &size) != 0) {
         printf("Can't get image data/size\n");
-        return FIRMPACK_CHECK_FAILED;
+        return false;
     }
     image_digests digests{};
     digests.data = data;
@@ -153,10 +153,10 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
         if (failure != nullptr) {
             printf("%s for '%s' hash node in '%s' image node\n", failure, name,
                    fdt_get_name(fit, image, nullptr));
-            return FIRMPACK_CHECK_FAILED;
+            return false;
         }
     }
-    return FIRMPACK_CHECK_PASSED;
+    return true;
 }
 
 int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
@@ -177,5 +177,5 @@ int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
         *length = MD5_DIGEST_SIZE;
         return FIRMPACK_OK;
     }
-    return FIRMPACK_UNKNOWN_ALGORITHM;
+    return FIRMPACK_MISSING;
 }

@@ -6,12 +6,13 @@
 
 inline constexpr int HASH_MAX_SIZE = 20; // the longest digest, SHA-1
 
-// 1 when every image under "/images" passed its hash checks, 0 at the first
-// failure. Prints the progress report and the failure on standard output.
-[[nodiscard]] int firmpack_check_hashes(const uint8_t* fit);
+// Whether every image under "/images" passed its hash checks; the check stops
+// at the first failure. Prints the progress report and the failure on
+// standard output.
+[[nodiscard]] bool firmpack_check_hashes(const uint8_t* fit);
 
-// 1 when the image passed, 0 on failure after printing the reason.
-[[nodiscard]] int firmpack_check_image_hashes(const uint8_t* fit, int image);
+// Whether the image passed; prints the reason when not.
+[[nodiscard]] bool firmpack_check_image_hashes(const uint8_t* fit, int image);
 
 // 0 and the digest of data by algorithm name ("crc32", "sha1", "md5") with its
 // length; -1 for any other name, output untouched.

@@ -27,7 +27,7 @@ int pipe_to_command(const char* command, const uint8_t* data, uint32_t length)
     fflush(stdout);
     FILE* pipe = popen(command, "w");
     if (pipe == nullptr) {
-        return RESULT_NOT_STARTED;
+        return UBI_NOT_STARTED;
     }
     int write_error = 0;
     if (data != nullptr && length != 0) {

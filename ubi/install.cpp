@@ -2,6 +2,7 @@
 #include "ubi/install.h"
 
 #include "firmpack/fit.h"
+#include "firmpack/package.h"
 #include "ubi/command.h"
 #include "ubi/partition.h"
 #include "ubi/result.h"
@@ -46,54 +47,59 @@ constexpr std::size_t VERSION_FILE_SIZE =
 constexpr mode_t MOUNT_DIR_MODE = 0755;
 constexpr const char* VOLUME_FS_TYPE = "ubifs";
 
-// A filesystem package as it lies in the firmpack; nothing is copied.
+// A filesystem package as it lies in the firmpack, with its compression's code.
 struct fs_package {
-    const char* name;
-    const char* description;
-    const uint8_t* data;
-    uint32_t size;
+    firmpack_package part;
     uint8_t compression;
 };
 
 // Every check that can refuse a package, made before the flash is touched.
 int read_package(const uint8_t* fit, const char* package_name, fs_package* package)
 {
-    package->name = package_name;
-    int node = firmpack_image_node(fit, package_name);
-    if (node < 0) {
+    switch (firmpack_read_package(fit, package_name, &package->part)) {
+    case PACKAGE_NO_IMAGE:
         printf("Can't find '%s' FIT subimage\n", package_name);
-        return RESULT_NO_PACKAGE;
-    }
-    if (firmpack_get_data(fit, node, &package->data, &package->size) != 0) {
+        return UBI_NO_PACKAGE;
+    case PACKAGE_NO_DATA:
         printf("Could not find script subimage data\n");
-        return RESULT_BAD_PACKAGE;
-    }
-    if (firmpack_get_description(fit, node, &package->description) != 0) {
+        return UBI_INVALID;
+    case PACKAGE_NO_DESCRIPTION:
         printf("No Description for package %s\n", package_name);
-        return RESULT_BAD_PACKAGE;
-    }
-    if (firmpack_get_compression(fit, node, &package->compression) != 0) {
+        return UBI_INVALID;
+    case PACKAGE_NO_COMPRESSION:
         printf("%s: Cannot detect compression type\n", package_name);
-        return RESULT_BAD_PACKAGE;
+        return UBI_INVALID;
+    case PACKAGE_WHOLE:
+        break;
     }
+    package->compression = static_cast<uint8_t>(compression_by_name(package->part.compression));
     if (package->compression != COMPRESSION_NONE && package->compression != COMPRESSION_GZIP) {
         printf("%s: Unsupported compression type:%i\n", OPERATION_NAME, package->compression);
-        return RESULT_BAD_PACKAGE;
+        return UBI_INVALID;
     }
     return 0;
 }
 
 void print_installing(const fs_package& package)
 {
-    printf("   Installing package '%-14.14s'... (%s)\n", package.name, package.description);
+    printf("   Installing package '%-14.14s'... (%s)\n", package.part.name,
+           package.part.description);
 }
 
 // Unpacks the package into the temporary image file and writes that file.
 int write_gzip_package(const fs_package& package, int ubi_device)
 {
-    printf("   Extracting package '%-14.14s'... (%s)\n", package.name, package.description);
+    printf("   Extracting package '%-14.14s'... (%s)\n", package.part.name,
+           package.part.description);
     char image_path[TEMP_IMAGE_PATH_SIZE];
-    snprintf(image_path, sizeof image_path, TEMP_IMAGE_FORMAT, static_cast<int>(getpid()));
+    char unpack[GUNZIP_COMMAND_SIZE];
+    char update[UPDATE_FROM_FILE_COMMAND_SIZE];
+    if (!format_text(image_path, sizeof image_path, TEMP_IMAGE_FORMAT,
+                     static_cast<int>(getpid())) ||
+        !format_text(unpack, sizeof unpack, GUNZIP_COMMAND, image_path) ||
+        !format_text(update, sizeof update, UPDATE_FROM_FILE_COMMAND, ubi_device, image_path)) {
+        return UBI_NAME_TOO_LONG;
+    }
     if (unlink(image_path) != 0 && errno != ENOENT) {
         int error = errno;
         fprintf(stderr, "ERROR: Failed to remove tempfile at '%s' (%s)\n", image_path,
@@ -101,26 +107,24 @@ int write_gzip_package(const fs_package& package, int ubi_device)
         return error;
     }
 
-    char unpack[GUNZIP_COMMAND_SIZE];
-    snprintf(unpack, sizeof unpack, GUNZIP_COMMAND, image_path);
-    int result = pipe_to_command(unpack, package.data, package.size);
+    int result = pipe_to_command(unpack, package.part.data, package.part.size);
     if (result != 0) {
         return result;
     }
     print_installing(package);
-    char update[UPDATE_FROM_FILE_COMMAND_SIZE];
-    snprintf(update, sizeof update, UPDATE_FROM_FILE_COMMAND, ubi_device, image_path);
     return pipe_to_command(update, nullptr, 0);
 }
 
 // Feeds the package straight from the firmpack into the volume update.
 int write_plain_package(const fs_package& package, int ubi_device)
 {
-    print_installing(package);
     char command[UPDATE_FROM_INPUT_COMMAND_SIZE];
-    snprintf(command, sizeof command, UPDATE_FROM_INPUT_COMMAND, ubi_device,
-             static_cast<int>(package.size));
-    return pipe_to_command(command, package.data, package.size);
+    if (!format_text(command, sizeof command, UPDATE_FROM_INPUT_COMMAND, ubi_device,
+                     static_cast<int>(package.part.size))) {
+        return UBI_NAME_TOO_LONG;
+    }
+    print_installing(package);
+    return pipe_to_command(command, package.part.data, package.part.size);
 }
 
 // Mounts the new volume read-only and compares its version file with the
@@ -128,11 +132,14 @@ int write_plain_package(const fs_package& package, int ubi_device)
 int verify_volume(const fs_package& package, int ubi_device, const char* mount_dir,
                   const char* label)
 {
-    printf("   Verifying package  '%-14.14s'... (%s)\n", package.name, package.description);
+    printf("   Verifying package  '%-14.14s'... (%s)\n", package.part.name,
+           package.part.description);
     char volume[VOLUME_NODE_SIZE];
     char version_file[VERSION_FILE_SIZE];
-    snprintf(volume, sizeof volume, VOLUME_NODE_FORMAT, ubi_device);
-    snprintf(version_file, sizeof version_file, VERSION_FILE_FORMAT, mount_dir);
+    if (!format_text(volume, sizeof volume, VOLUME_NODE_FORMAT, ubi_device) ||
+        !format_text(version_file, sizeof version_file, VERSION_FILE_FORMAT, mount_dir)) {
+        return UBI_NAME_TOO_LONG;
+    }
 
     // A directory left by an earlier run is simply used.
     (void)mkdir(mount_dir, MOUNT_DIR_MODE);
@@ -144,15 +151,15 @@ int verify_volume(const fs_package& package, int ubi_device, const char* mount_d
     }
 
     uint32_t update_required = 1;
-    int result = check_update_required(package.description, package.name, &update_required,
-                                       version_file, label, VERSION_VERIFY);
+    int result = check_update_required(package.part.description, package.part.name,
+                                       &update_required, version_file, label, VERSION_VERIFY);
     if (result != 0) {
         printf("ERROR: check_update_required failed! %s\n", strerror(errno));
         return result;
     }
     if (update_required != 0) {
         printf("ERROR: Versions do not match -> Upgrade failed!\n");
-        return RESULT_VOLUME_DIFFERS;
+        return UBI_INVALID;
     }
     fflush(stdout);
     if (umount(mount_dir) != 0) {
@@ -176,12 +183,12 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
 
     // Refused before anything is touched when the partition's name is too long.
     char mount_dir[MOUNT_DIR_SIZE];
-    if (!formatted_whole(snprintf(mount_dir, sizeof mount_dir, MOUNT_DIR_FORMAT, partition_name),
-                         sizeof mount_dir)) {
-        return RESULT_NAME_TOO_LONG;
+    if (!format_text(mount_dir, sizeof mount_dir, MOUNT_DIR_FORMAT, partition_name)) {
+        return UBI_NAME_TOO_LONG;
     }
 
-    printf("   Preparing package  '%-14.14s'... (%s)\n", package.name, package.description);
+    printf("   Preparing package  '%-14.14s'... (%s)\n", package.part.name,
+           package.part.description);
     int mtd_number = 0;
     result = find_mtd_partition(partition_name, &mtd_number);
     if (result != 0) {

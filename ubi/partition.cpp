@@ -50,8 +50,7 @@ enum name_match : int {
 name_match match_device_name(const char* class_dir, int number, const char* partition_name)
 {
     char path[NAME_FILE_PATH_SIZE];
-    if (!formatted_whole(snprintf(path, sizeof path, NAME_FILE_FORMAT, class_dir, number),
-                         sizeof path)) {
+    if (!format_text(path, sizeof path, NAME_FILE_FORMAT, class_dir, number)) {
         return NAME_PATH_TOO_LONG;
     }
     FILE* file = fopen(path, "r");
@@ -87,11 +86,11 @@ int find_mtd_partition_in(const char* class_dir, const char* partition_name, int
             break;
         case NAME_MISSING:
             printf("ERROR: No useable MTD partition found\n");
-            return RESULT_NO_PARTITION;
+            return UBI_INVALID;
         case NAME_UNCLOSED:
-            return RESULT_NAME_UNCLOSED;
+            return UBI_NAME_UNCLOSED;
         case NAME_PATH_TOO_LONG:
-            return RESULT_NAME_TOO_LONG;
+            return UBI_NAME_TOO_LONG;
         }
     }
 }
@@ -100,24 +99,24 @@ int prepare_ubi_volume(int mtd_number, const char* partition_name)
 {
     const int ubi_device = mtd_number + UBI_DEVICE_OFFSET;
     // Refused before the partition is touched when the name does not fit.
+    char detach[NUMBERS_COMMAND_SIZE];
+    char erase[NUMBERS_COMMAND_SIZE];
+    char attach[NUMBERS_COMMAND_SIZE];
     char make_volume[MAKE_VOLUME_COMMAND_SIZE];
-    if (!formatted_whole(snprintf(make_volume, sizeof make_volume, MAKE_VOLUME_COMMAND, ubi_device,
-                                  partition_name),
-                         sizeof make_volume)) {
-        return RESULT_NAME_TOO_LONG;
+    if (!format_text(detach, sizeof detach, DETACH_COMMAND, mtd_number) ||
+        !format_text(erase, sizeof erase, ERASE_COMMAND, mtd_number) ||
+        !format_text(attach, sizeof attach, ATTACH_COMMAND, mtd_number, ubi_device) ||
+        !format_text(make_volume, sizeof make_volume, MAKE_VOLUME_COMMAND, ubi_device,
+                     partition_name)) {
+        return UBI_NAME_TOO_LONG;
     }
 
-    char command[NUMBERS_COMMAND_SIZE];
-    snprintf(command, sizeof command, DETACH_COMMAND, mtd_number);
-    (void)pipe_to_command(command, nullptr, 0);
-
-    snprintf(command, sizeof command, ERASE_COMMAND, mtd_number);
-    int result = pipe_to_command(command, nullptr, 0);
+    (void)pipe_to_command(detach, nullptr, 0);
+    int result = pipe_to_command(erase, nullptr, 0);
     if (result != 0) {
         return result;
     }
-    snprintf(command, sizeof command, ATTACH_COMMAND, mtd_number, ubi_device);
-    result = pipe_to_command(command, nullptr, 0);
+    result = pipe_to_command(attach, nullptr, 0);
     if (result != 0) {
         return result;
     }

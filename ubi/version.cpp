@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "ubi/version.h"
 
-#include "driver/image_file.h"
+#include "io/image_file.h"
 #include "ubi/result.h"
 
 #include <cerrno>
@@ -74,7 +74,7 @@ int compose_installed_version(const char* label, const uint8_t* file, std::size_
     used = append(text, used, room, file, size);
     text[used] = '\0';
     *installed = trim(text);
-    return fits ? 0 : RESULT_TEXT_CUT;
+    return fits ? 0 : UBI_TEXT_CUT;
 }
 
 int check_update_required(const char* description, const char* package_name,

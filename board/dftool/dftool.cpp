@@ -14,8 +14,7 @@
 // SPDX-License-Identifier: MIT
 
 #include "board/dftool/records.h"
-#include "dataflash/record.h"
-#include "firmpack/checksum.h"
+#include "dataflash/layout.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -216,7 +215,7 @@ std::string image_status(const std::vector<uint8_t>& flash, const uint8_t* recor
     if (offset + length > flash.size()) {
         return "outside";
     }
-    uint32_t crc = checksum_crc32(0, flash.data() + offset, length);
+    uint32_t crc = image_crc32(flash.data() + offset, length);
     if (crc == bootloader_image_crc(record)) {
         return "ok";
     }

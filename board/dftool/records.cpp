@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "board/dftool/records.h"
 
-#include "dataflash/record.h"
+#include "dataflash/layout.h"
 #include "firmpack/byte_order.h"
-#include "firmpack/checksum.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -158,7 +157,7 @@ int encode_bootloader_record(const std::vector<std::string>& words, uint32_t def
     put_le32(r + bootloader_record::MAGIC, RECORD_MAGIC);
     put_le32(r + bootloader_record::IMAGE_OFFSET, default_image_offset);
     put_le32(r + bootloader_record::IMAGE_LENGTH, length);
-    put_le32(r + bootloader_record::IMAGE_CRC, checksum_crc32(0, image_bytes.data(), length));
+    put_le32(r + bootloader_record::IMAGE_CRC, image_crc32(image_bytes.data(), length));
     put_le32(r + bootloader_record::VALID, RECORD_VALID);
     put_le32(r + bootloader_record::SEQUENCE, DEFAULT_SEQUENCE);
     bool magic_end_given = false;
@@ -230,4 +229,17 @@ uint32_t linux_sequence(const uint8_t* record)
 std::string bootloader_description(const uint8_t* record)
 {
     return quote_description(record);
+}
+
+uint32_t image_crc32(const uint8_t* bytes, uint32_t length)
+{
+    constexpr uint32_t REFLECTED_POLYNOMIAL = 0xEDB88320;
+    uint32_t crc = 0xFFFFFFFF;
+    for (uint32_t i = 0; i < length; ++i) {
+        crc ^= bytes[i];
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc >> 1) ^ ((crc & 1) != 0 ? REFLECTED_POLYNOMIAL : 0);
+        }
+    }
+    return ~crc;
 }

@@ -1,6 +1,6 @@
 // The update administration records as the board VM seeds and checks them:
 // written from "field=value" words and shown as one line of text per slot.
-// The record layout is the tool's own (dataflash/record.h); what the tool
+// The record layout is the tool's own (dataflash/layout.h); what the tool
 // makes of the records is its own code, which these words and lines check.
 // SPDX-License-Identifier: MIT
 #pragma once
@@ -24,6 +24,10 @@
 std::string describe_linux_record(const uint8_t* record);
 // image_status tells whether the image the record names has its CRC.
 std::string describe_bootloader_record(const uint8_t* record, const std::string& image_status);
+
+// The standard CRC-32 of an image, bit by bit: a check of the tool's own
+// table-driven CRC, not a use of it.
+uint32_t image_crc32(const uint8_t* bytes, uint32_t length);
 
 // Fields of a bootloader record that say where its image lies.
 uint32_t bootloader_image_offset(const uint8_t* record);

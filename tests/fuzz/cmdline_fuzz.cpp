@@ -2,7 +2,7 @@
 // any text that the command-line cache can hold.
 // SPDX-License-Identifier: MIT
 
-#include "driver/cmdline.h"
+#include "io/cmdline.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,16 +1,14 @@
 // Fuzz target: everything the tool reads of a pair of firmpacks before it
-// touches the board. An input that starts with a tree whose total size is
-// smaller than the input is that tree as the OS firmpack and the rest as the
-// APP firmpack; any other input is both. Each firmpack lies in memory exactly
-// as large as it is, with an unreadable page after it, so that a read past
-// its end crashes even inside libfdt, which is not built with the sanitizers.
-// SPDX-License-Identifier: MIT
+// touches the board, which is the pair's acceptance. An input that starts
+// with a tree whose total size is smaller than the input is that tree as the
+// OS firmpack and the rest as the APP firmpack; any other input is both. Each firmpack lies in
+// memory exactly as large as it is, with an unreadable page after it, so that a read past its end
+// crashes even inside libfdt, which is not built with the sanitizers. SPDX-License-Identifier: MIT
 
-#include "driver/acceptance.h"
+#include "acceptance/pair.h"
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"
 #include "firmpack/extent.h"
-#include "firmpack/fit.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -78,17 +76,6 @@ std::size_t os_part(const uint8_t* data, std::size_t size)
     return total > 0 && total < size ? total : size;
 }
 
-// What the installation reads of a package before it writes anything.
-void read_package(const uint8_t* fit, const char* name)
-{
-    const int image = firmpack_image_node(fit, name);
-    const uint8_t* data = nullptr;
-    uint32_t size = 0;
-    uint8_t compression = 0;
-    (void)firmpack_get_data(fit, image, &data, &size);
-    (void)firmpack_get_compression(fit, image, &compression);
-}
-
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
@@ -100,27 +87,13 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     }
     const std::size_t os_size = os_part(data, size);
     const std::size_t app_size = os_size < size ? size - os_size : size;
-    firmpack_pair pair{};
-    pair.os_fit = guarded_copy(&os_region, data, os_size);
-    pair.app_fit = guarded_copy(&app_region, data + (size - app_size), app_size);
-    pair.os_display_name = "os.img";
-    pair.app_display_name = "app.img";
-    pair.board_id = BOARD_ID;
-    // The file source's checks, then run_update's.
-    if (firmpack_check_extent(pair.os_fit, static_cast<uint32_t>(os_size)) != 0 ||
-        firmpack_check_extent(pair.app_fit, static_cast<uint32_t>(app_size)) != 0 ||
-        check_pair_integrity(&pair) != 0) {
-        return 0;
-    }
+    firmpack_pair pair{
+        {guarded_copy(&os_region, data, os_size), static_cast<uint32_t>(os_size), "os.img"},
+        {guarded_copy(&app_region, data + (size - app_size), app_size),
+         static_cast<uint32_t>(app_size), "app.img"},
+        BOARD_ID};
+    // The packages an accepted pair installs are read on the way.
     int result = 0;
-    (void)check_pair_acceptance(&pair, &result);
-    // The package lookups follow the configuration whatever the verdict was,
-    // so that they are reached by more than the rare paired input.
-    if (pair.config < 0 || find_pair_packages(&pair) != 0 || find_pair_descriptions(&pair) != 0) {
-        return 0;
-    }
-    read_package(pair.os_fit, pair.bootloader_name);
-    read_package(pair.os_fit, pair.os_filesystem_name);
-    read_package(pair.app_fit, pair.app_filesystem_name);
+    (void)accept_pair(&pair, &result);
     return 0;
 }

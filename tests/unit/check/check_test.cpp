@@ -54,7 +54,9 @@ TEST(FirmpackCheck, EachRuleWarns)
     for (const check_case& c : cases) {
         std::vector<uint8_t> os = sample_firmpack("fp_os.img", c.os);
         std::vector<uint8_t> app = sample_firmpack("fp_app.img", c.app);
-        pair_check check{os.data(), app.data(), "os.img", "app.img", false, {}, {}};
+        pair_check check{};
+        check.pair = {{os.data(), static_cast<uint32_t>(os.size()), "os.img"},
+                      {app.data(), static_cast<uint32_t>(app.size()), "app.img"}};
         captured_output output;
         capture_output(&output, [&] {
             check_pair(&check, {}, installed_state{});
@@ -92,8 +94,8 @@ TEST(FirmpackCheck, CommandLine)
           app},
          0,
          "\"update\": true}}}"},
-        {{dir.write("head.img", head), app}, 1, "head.img: truncated"},
-        {{os, dir.write("text.img", "not a firmpack")}, 1, "text.img: not a FIT image"},
+        {{dir.write("head.img", head), app}, 1, "head.img is corrupt, stopping upgrade"},
+        {{os, dir.write("text.img", "not a firmpack")}, 1, "text.img is corrupt"},
         {{os}, 64, "two firmpacks"},
     };
     for (const run_case& r : runs) {

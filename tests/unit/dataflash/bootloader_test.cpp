@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "dataflash/admin.h"
 #include "dataflash/bootloader.h"
-#include "dataflash/record.h"
+
+#include "dataflash/layout.h"
 #include "firmpack/byte_order.h"
 #include "firmpack/checksum.h"
 

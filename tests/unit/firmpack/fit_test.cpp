@@ -41,15 +41,15 @@ TEST_F(TreeAccess, ClassifiesBuffers)
 
 TEST_F(TreeAccess, SanityCheckNeedsDescriptionTimestampAndImages)
 {
-    EXPECT_EQ(1, firmpack_check_format(os.data()));
+    EXPECT_TRUE(firmpack_check_format(os.data()));
     for (const char* property : {"description", "timestamp"}) {
         std::vector<uint8_t> damaged = os;
         ASSERT_EQ(0, fdt_nop_property(damaged.data(), 0, property));
-        EXPECT_EQ(0, firmpack_check_format(damaged.data())) << property;
+        EXPECT_FALSE(firmpack_check_format(damaged.data())) << property;
     }
     std::vector<uint8_t> no_images = os;
     ASSERT_EQ(0, fdt_nop_node(no_images.data(), fdt_path_offset(no_images.data(), "/images")));
-    EXPECT_EQ(0, firmpack_check_format(no_images.data()));
+    EXPECT_FALSE(firmpack_check_format(no_images.data()));
 }
 
 // Names match with libfdt's unit-address rule; configuration properties name

@@ -60,14 +60,15 @@ TEST(PackageLookup, Package)
         {&lookup, "rootfs", 0, "filesystem 3.1", ""},
         {&lookup, "apps", 0, "", ""},
         {&lookup, "nameless", 14, "null", "fp.img: No Description\n"},
-        {&lookup, "ghost", 2, UNCHANGED, "fp.img: Can't find 'ghost' FIT subimage\n"},
+        {&lookup, "ghost", 2, "null", "fp.img: Can't find 'ghost' FIT subimage\n"},
         {&no_timestamp, "rootfs", 14, UNCHANGED, "fp.img: Bad FIT image format\n"},
         {&single, "rootfs", 14, UNCHANGED, "filetype of fp.img is not correct, found 1\n"},
         {&noise, "rootfs", 14, UNCHANGED, "filetype of fp.img is not correct, found 0\n"},
     };
     // clang-format on
     for (const auto& [fit, package, result, description, out] : cases) {
-        const char* found = UNCHANGED;
+        firmpack_package found{};
+        found.description = UNCHANGED;
         captured_output output;
         EXPECT_EQ(result, capture_output(&output,
                                          [&, fit = fit, package = package] {
@@ -76,7 +77,7 @@ TEST(PackageLookup, Package)
                                          }))
             << out;
         EXPECT_EQ(out, output.out);
-        EXPECT_EQ(description, text_of(found)) << out;
+        EXPECT_EQ(description, text_of(found.description)) << out;
     }
 }
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "driver/image_file.h"
+#include "io/image_file.h"
 
-#include "driver/result.h"
+#include "io/result.h"
 
 #include <array>
 #include <cerrno>
@@ -21,7 +21,7 @@ namespace {
 constexpr int OPEN_FLAGS = O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
 
 // The mappings that are in use, so that a bus error inside one of them can be
-// told by its file. Two firmpacks and one version file at a time.
+// told by its file: two firmpacks, a key file and one version file at a time.
 struct mapped_file {
     const uint8_t* start;
     std::size_t length;
@@ -62,19 +62,11 @@ void report_changed_file(int signal_number, siginfo_t* info, void*)
     write_text(CHANGED_PREFIX);
     write_text(file->path);
     write_text(CHANGED_SUFFIX);
-    _exit(RESULT_FILE_CHANGED);
+    _exit(IO_FILE_CHANGED);
 }
 
 void remember_mapping(const uint8_t* start, std::size_t length, const char* path)
 {
-    static bool handler_installed = false;
-    if (!handler_installed) {
-        struct sigaction action {};
-        action.sa_sigaction = report_changed_file;
-        action.sa_flags = SA_SIGINFO;
-        sigemptyset(&action.sa_mask);
-        handler_installed = sigaction(SIGBUS, &action, nullptr) == 0;
-    }
     for (mapped_file& file : mapped_files) {
         if (file.start == nullptr) {
             file = {start, length, path};
@@ -83,49 +75,42 @@ void remember_mapping(const uint8_t* start, std::size_t length, const char* path
     }
 }
 
-int close_with(int fd, int result)
+int fail_at(int fd, map_step step, int result, map_step* failed_step)
 {
     close(fd);
+    *failed_step = step;
     return result;
 }
 
 } // namespace
 
-int map_image_file(const char* path, const uint8_t** start, int32_t* size)
+int map_file(const char* path, const uint8_t** start, int32_t* size, map_step* failed_step)
 {
     int fd = open(path, OPEN_FLAGS);
     if (fd < 0) {
-        int error = errno;
-        fprintf(stderr, "Failed to open %s : %s\n", path, strerror(error));
-        return error;
+        *failed_step = MAP_OPEN;
+        return errno;
     }
     struct stat status;
     if (fstat(fd, &status) != 0) {
-        int error = errno;
-        fprintf(stderr, "Can't stat %s: %s\n", path, strerror(error));
-        return close_with(fd, error);
+        return fail_at(fd, MAP_STAT, errno, failed_step);
     }
     if (status.st_size == 0) {
-        fprintf(stderr, "Bad size: \"%s\" is not valid image\n", path);
-        return close_with(fd, EINVAL);
+        return fail_at(fd, MAP_EMPTY, IO_EMPTY_FILE, failed_step);
     }
     // Only a regular file has a fixed content to map; a directory is refused
     // as mmap itself refuses it.
     if (!S_ISREG(status.st_mode)) {
-        fprintf(stderr, "Can't read %s: %s\n", path, strerror(ENODEV));
-        return close_with(fd, ENODEV);
+        return fail_at(fd, MAP_NOT_A_FILE, IO_NOT_A_FILE, failed_step);
     }
     // Sizes travel as signed 32-bit numbers; a larger file cannot be a firmpack.
     if (status.st_size > INT32_MAX) {
-        fprintf(stderr, "Can't read %s: %s\n", path, strerror(EFBIG));
-        return close_with(fd, EFBIG);
+        return fail_at(fd, MAP_TOO_LARGE, IO_FILE_TOO_LARGE, failed_step);
     }
     auto length = static_cast<std::size_t>(status.st_size);
     void* mapping = mmap(nullptr, length, PROT_READ, MAP_SHARED, fd, 0);
     if (mapping == MAP_FAILED) {
-        int error = errno;
-        fprintf(stderr, "Can't read %s: %s\n", path, strerror(error));
-        return close_with(fd, error);
+        return fail_at(fd, MAP_MMAP, errno, failed_step);
     }
     *start = static_cast<const uint8_t*>(mapping);
     if (size != nullptr) {
@@ -136,6 +121,32 @@ int map_image_file(const char* path, const uint8_t** start, int32_t* size)
     return 0;
 }
 
+int map_image_file(const char* path, const uint8_t** start, int32_t* size)
+{
+    map_step step = MAP_OPEN;
+    const int result = map_file(path, start, size, &step);
+    if (result == 0) {
+        return 0;
+    }
+    switch (step) {
+    case MAP_OPEN:
+        fprintf(stderr, "Failed to open %s : %s\n", path, strerror(result));
+        break;
+    case MAP_STAT:
+        fprintf(stderr, "Can't stat %s: %s\n", path, strerror(result));
+        break;
+    case MAP_EMPTY:
+        fprintf(stderr, "Bad size: \"%s\" is not valid image\n", path);
+        break;
+    case MAP_NOT_A_FILE:
+    case MAP_TOO_LARGE:
+    case MAP_MMAP:
+        fprintf(stderr, "Can't read %s: %s\n", path, strerror(result));
+        break;
+    }
+    return result;
+}
+
 int unmap_image_file(const uint8_t* start, int32_t size)
 {
     for (mapped_file& file : mapped_files) {
@@ -144,4 +155,13 @@ int unmap_image_file(const uint8_t* start, int32_t size)
         }
     }
     return munmap(const_cast<uint8_t*>(start), static_cast<std::size_t>(size));
+}
+
+void guard_mapped_files()
+{
+    struct sigaction action {};
+    action.sa_sigaction = report_changed_file;
+    action.sa_flags = SA_SIGINFO;
+    sigemptyset(&action.sa_mask);
+    (void)sigaction(SIGBUS, &action, nullptr);
 }

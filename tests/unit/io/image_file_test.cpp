@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/image_file.h"
+#include "io/image_file.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/temp_dir.h"
@@ -64,6 +64,7 @@ TEST(MapImageFileDeathTest, FileCutWhileMappedEndsTheRunWithOneLine)
     temp_dir dir;
     std::string path = dir.write("fp.img", std::string(8192, 'x'));
     auto read_after_cut = [&] {
+        guard_mapped_files();
         const uint8_t* start = nullptr;
         if (map_image_file(path.c_str(), &start, nullptr) == 0 && truncate(path.c_str(), 0) == 0) {
             fprintf(stderr, "%d", start[4096]);

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
-#include "driver/cmdline.h"
+#include "io/cmdline.h"
 
-#include "driver/result.h"
+#include "io/result.h"
 
 #include <cerrno>
 #include <cstdio>
@@ -69,7 +69,7 @@ int get_cmdline_param(const char* key, char* value)
             return result;
         }
         if (cmdline_cache[0] == '\0') {
-            return RESULT_CMDLINE_EMPTY;
+            return IO_CMDLINE_EMPTY;
         }
     }
     cmdline_find_param(cmdline_cache, key, value);

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "driver/cmdline.h"
+#include "io/cmdline.h"
 
 #include <gtest/gtest.h>
 

@@ -86,9 +86,9 @@ uint64_t skip_property(const tree_blocks& b, uint64_t value_header, int depth)
     return tag_aligned(value + length);
 }
 
-// One pass over the structure block: the root node first, every step forward
-// and inside the block, the nodes properly nested, and the end tag right
-// after the root node (no-op tags aside).
+// One pass over the structure block: the root node first, with an empty name,
+// every step forward and inside the block, the nodes properly nested, and the
+// end tag right after the root node (no-op tags aside).
 int walk_structure(const tree_blocks& b)
 {
     uint64_t offset = 0;
@@ -102,7 +102,8 @@ int walk_structure(const tree_blocks& b)
         }
         switch (tag) {
         case FDT_TAG_BEGIN_NODE:
-            if (root_closed || !text_inside(b.structure, b.structure_size, next)) {
+            if (root_closed || !text_inside(b.structure, b.structure_size, next) ||
+                (depth == 0 && b.structure[next] != '\0')) {
                 return FIRMPACK_DAMAGED;
             }
             next =

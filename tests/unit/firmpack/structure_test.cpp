@@ -66,6 +66,7 @@ TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
         {"property past the block", length, structure_end - length, -1},
         {"property name past the strings", name, fdt_size_dt_strings(fit), -1},
         {"unknown tag", images, 7, -1},
+        {"root named \"fak\"", structure + FDT_TAG_SIZE, 0x66616b00, -1},
         {"root opened by a no-op", structure, FDT_TAG_NOP, -1},
         {"root never closed", structure_end - 8, FDT_TAG_NOP, -1},
         {"no end tag", structure_end - 4, FDT_TAG_NOP, -1},

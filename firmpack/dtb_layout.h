@@ -26,6 +26,10 @@ inline constexpr uint32_t FDT_HEADER_SIZE = 40;           // as version 17 has i
 inline constexpr uint32_t FDT_VERSION_16 = 16;
 inline constexpr uint32_t FDT_VERSION_17 = 17;
 
+// The memory-reservation map: entries of a big-endian 64-bit address and size,
+// up to an entry whose address and size are both 0.
+inline constexpr uint32_t FDT_RESERVATION_SIZE = 16;
+
 inline constexpr uint32_t FDT_TAG_BEGIN_NODE = 1; // then the NUL-terminated node name
 inline constexpr uint32_t FDT_TAG_END_NODE = 2;
 inline constexpr uint32_t FDT_TAG_PROP = 3; // then value length, name offset, value

@@ -5,6 +5,7 @@
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -25,11 +26,27 @@ uint32_t header_field(const uint8_t* fit, uint32_t offset)
     return get_be32(fit + offset);
 }
 
+// The bytes that end the memory-reservation map.
+constexpr std::array<uint8_t, FDT_RESERVATION_SIZE> RESERVATION_MAP_END{};
+
 // Whether size bytes at offset lie inside a tree of total bytes, without
 // overflowing.
 bool block_inside(uint32_t offset, uint32_t size, uint32_t total)
 {
     return offset >= FDT_HEADER_SIZE && offset <= total && size <= total - offset;
+}
+
+// Whether the memory-reservation map at offset reaches its terminating entry
+// with every entry inside a tree of total bytes.
+bool reservation_map_inside(const uint8_t* fit, uint32_t offset, uint32_t total)
+{
+    for (uint64_t entry = offset; entry + FDT_RESERVATION_SIZE <= total;
+         entry += FDT_RESERVATION_SIZE) {
+        if (memcmp(fit + entry, RESERVATION_MAP_END.data(), FDT_RESERVATION_SIZE) == 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // Whether a NUL-terminated text starts at offset and ends inside the block.
@@ -54,13 +71,15 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
         header_field(fit, FDT_HEADER_LAST_COMP_VERSION) > version) {
         return FIRMPACK_DAMAGED;
     }
+    const uint32_t reservations = header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP);
     const uint32_t structure = header_field(fit, FDT_HEADER_OFF_DT_STRUCT);
     const uint32_t strings = header_field(fit, FDT_HEADER_OFF_DT_STRINGS);
     blocks->strings_size = header_field(fit, FDT_HEADER_SIZE_DT_STRINGS);
     blocks->structure_size = version == FDT_VERSION_17
                                  ? header_field(fit, FDT_HEADER_SIZE_DT_STRUCT)
                                  : total - (structure < total ? structure : total);
-    if (!block_inside(header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP), 0, total) ||
+    if (!block_inside(reservations, 0, total) ||
+        !reservation_map_inside(fit, reservations, total) ||
         !block_inside(structure, blocks->structure_size, total) || structure % FDT_TAG_SIZE != 0 ||
         !block_inside(strings, blocks->strings_size, total)) {
         return FIRMPACK_DAMAGED;

@@ -53,6 +53,9 @@ TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
         {"total size below a header", FDT_HEADER_TOTALSIZE, FDT_HEADER_SIZE - 1, -1},
         {"total size negative as an int", FDT_HEADER_TOTALSIZE, 0x80000000, -1},
         {"reservation map past the end", FDT_HEADER_OFF_MEM_RSVMAP, total + 1, -1},
+        {"reservation map without its end", FDT_HEADER_OFF_MEM_RSVMAP, total - 8, -1},
+        // mkimage pads the tree with zeros: the last 16 bytes end a map.
+        {"reservation map ending the tree", FDT_HEADER_OFF_MEM_RSVMAP, total - 16, 0},
         {"structure inside the header", FDT_HEADER_OFF_DT_STRUCT, 8, -1},
         {"structure not tag-aligned", FDT_HEADER_OFF_DT_STRUCT, structure + 2, -1},
         {"structure size wraps", FDT_HEADER_SIZE_DT_STRUCT, 0xFFFFFFF0, -1},

@@ -29,11 +29,11 @@ uint32_t header_field(const uint8_t* fit, uint32_t offset)
 // The bytes that end the memory-reservation map.
 constexpr std::array<uint8_t, FDT_RESERVATION_SIZE> RESERVATION_MAP_END{};
 
-// Whether size bytes at offset lie inside a tree of total bytes, without
-// overflowing.
-bool block_inside(uint32_t offset, uint32_t size, uint32_t total)
+// Whether size bytes at offset lie after a header of header bytes and inside a
+// tree of total bytes, without overflowing.
+bool block_inside(uint32_t offset, uint32_t size, uint32_t header, uint32_t total)
 {
-    return offset >= FDT_HEADER_SIZE && offset <= total && size <= total - offset;
+    return offset >= header && offset <= total && size <= total - offset;
 }
 
 // Whether the memory-reservation map at offset reaches its terminating entry
@@ -64,11 +64,12 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
 {
     const uint32_t total = header_field(fit, FDT_HEADER_TOTALSIZE);
     const uint32_t version = header_field(fit, FDT_HEADER_VERSION);
-    if (total < FDT_HEADER_SIZE || total > TREE_SIZE_MAX) {
-        return FIRMPACK_DAMAGED;
-    }
     if ((version != FDT_VERSION_16 && version != FDT_VERSION_17) ||
         header_field(fit, FDT_HEADER_LAST_COMP_VERSION) > version) {
+        return FIRMPACK_DAMAGED;
+    }
+    const uint32_t header = version == FDT_VERSION_17 ? FDT_HEADER_SIZE : FDT_HEADER_SIZE_V16;
+    if (total < header || total > TREE_SIZE_MAX) {
         return FIRMPACK_DAMAGED;
     }
     const uint32_t reservations = header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP);
@@ -78,10 +79,11 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
     blocks->structure_size = version == FDT_VERSION_17
                                  ? header_field(fit, FDT_HEADER_SIZE_DT_STRUCT)
                                  : total - (structure < total ? structure : total);
-    if (!block_inside(reservations, 0, total) ||
+    if (!block_inside(reservations, 0, header, total) ||
         !reservation_map_inside(fit, reservations, total) ||
-        !block_inside(structure, blocks->structure_size, total) || structure % FDT_TAG_SIZE != 0 ||
-        !block_inside(strings, blocks->strings_size, total)) {
+        !block_inside(structure, blocks->structure_size, header, total) ||
+        structure % FDT_TAG_SIZE != 0 ||
+        !block_inside(strings, blocks->strings_size, header, total)) {
         return FIRMPACK_DAMAGED;
     }
     blocks->structure = fit + structure;

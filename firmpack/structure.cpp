@@ -5,6 +5,7 @@
 #include "firmpack/byte_order.h"
 #include "firmpack/dtb_layout.h"
 
+#include <array>
 #include <cstddef>
 #include <cstring>
 
@@ -25,11 +26,27 @@ uint32_t header_field(const uint8_t* fit, uint32_t offset)
     return get_be32(fit + offset);
 }
 
-// Whether size bytes at offset lie inside a tree of total bytes, without
-// overflowing.
-bool block_inside(uint32_t offset, uint32_t size, uint32_t total)
+// The bytes that end the memory-reservation map.
+constexpr std::array<uint8_t, FDT_RESERVATION_SIZE> RESERVATION_MAP_END{};
+
+// Whether size bytes at offset lie after a header of header bytes and inside a
+// tree of total bytes, without overflowing.
+bool block_inside(uint32_t offset, uint32_t size, uint32_t header, uint32_t total)
 {
-    return offset >= FDT_HEADER_SIZE && offset <= total && size <= total - offset;
+    return offset >= header && offset <= total && size <= total - offset;
+}
+
+// Whether the memory-reservation map at offset reaches its terminating entry
+// with every entry inside a tree of total bytes.
+bool reservation_map_inside(const uint8_t* fit, uint32_t offset, uint32_t total)
+{
+    for (uint64_t entry = offset; entry + FDT_RESERVATION_SIZE <= total;
+         entry += FDT_RESERVATION_SIZE) {
+        if (memcmp(fit + entry, RESERVATION_MAP_END.data(), FDT_RESERVATION_SIZE) == 0) {
+            return true;
+        }
+    }
+    return false;
 }
 
 // Whether a NUL-terminated text starts at offset and ends inside the block.
@@ -47,22 +64,26 @@ int check_header(const uint8_t* fit, tree_blocks* blocks)
 {
     const uint32_t total = header_field(fit, FDT_HEADER_TOTALSIZE);
     const uint32_t version = header_field(fit, FDT_HEADER_VERSION);
-    if (total < FDT_HEADER_SIZE || total > TREE_SIZE_MAX) {
-        return FIRMPACK_DAMAGED;
-    }
     if ((version != FDT_VERSION_16 && version != FDT_VERSION_17) ||
         header_field(fit, FDT_HEADER_LAST_COMP_VERSION) > version) {
         return FIRMPACK_DAMAGED;
     }
+    const uint32_t header = version == FDT_VERSION_17 ? FDT_HEADER_SIZE : FDT_HEADER_SIZE_V16;
+    if (total < header || total > TREE_SIZE_MAX) {
+        return FIRMPACK_DAMAGED;
+    }
+    const uint32_t reservations = header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP);
     const uint32_t structure = header_field(fit, FDT_HEADER_OFF_DT_STRUCT);
     const uint32_t strings = header_field(fit, FDT_HEADER_OFF_DT_STRINGS);
     blocks->strings_size = header_field(fit, FDT_HEADER_SIZE_DT_STRINGS);
     blocks->structure_size = version == FDT_VERSION_17
                                  ? header_field(fit, FDT_HEADER_SIZE_DT_STRUCT)
                                  : total - (structure < total ? structure : total);
-    if (!block_inside(header_field(fit, FDT_HEADER_OFF_MEM_RSVMAP), 0, total) ||
-        !block_inside(structure, blocks->structure_size, total) || structure % FDT_TAG_SIZE != 0 ||
-        !block_inside(strings, blocks->strings_size, total)) {
+    if (!block_inside(reservations, 0, header, total) ||
+        !reservation_map_inside(fit, reservations, total) ||
+        !block_inside(structure, blocks->structure_size, header, total) ||
+        structure % FDT_TAG_SIZE != 0 ||
+        !block_inside(strings, blocks->strings_size, header, total)) {
         return FIRMPACK_DAMAGED;
     }
     blocks->structure = fit + structure;
@@ -86,9 +107,9 @@ uint64_t skip_property(const tree_blocks& b, uint64_t value_header, int depth)
     return tag_aligned(value + length);
 }
 
-// One pass over the structure block: the root node first, every step forward
-// and inside the block, the nodes properly nested, and the end tag right
-// after the root node (no-op tags aside).
+// One pass over the structure block: the root node first, with an empty name,
+// every step forward and inside the block, the nodes properly nested, and the
+// end tag right after the root node (no-op tags aside).
 int walk_structure(const tree_blocks& b)
 {
     uint64_t offset = 0;
@@ -102,7 +123,8 @@ int walk_structure(const tree_blocks& b)
         }
         switch (tag) {
         case FDT_TAG_BEGIN_NODE:
-            if (root_closed || !text_inside(b.structure, b.structure_size, next)) {
+            if (root_closed || !text_inside(b.structure, b.structure_size, next) ||
+                (depth == 0 && b.structure[next] != '\0')) {
                 return FIRMPACK_DAMAGED;
             }
             next =

@@ -10,9 +10,11 @@
 
 // 0 when fit is not a device tree at all (libfdt's lookups then stop at its
 // magic) or is a well-formed tree of version 16 or 17 within the total size in
-// its header: every block inside the tree, every tag, node name and property
-// inside the structure block, each step moving forward, every property inside
-// a node and named inside the strings block, the nodes nested properly and
-// closed by the end tag. -1 for anything else, and for a tree that libfdt's
-// sequential-write functions are still writing.
+// its header: every block inside the tree and after the header (36 bytes in
+// version 16, 40 in version 17), the memory-reservation map up to its all-zero
+// entry inside the tree, the root node unnamed, every tag, node name and
+// property inside the structure block, each step moving forward, every
+// property inside a node and named inside the strings block, the nodes nested
+// properly and closed by the end tag. -1 for anything else, and for a tree
+// that libfdt's sequential-write functions are still writing.
 [[nodiscard]] int firmpack_check_structure(const uint8_t* fit);

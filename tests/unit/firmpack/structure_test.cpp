@@ -1,5 +1,6 @@
 // The checks that stand between a hostile buffer and libfdt: each row damages
-// one field of a good mkimage-built firmpack.
+// one field of a good mkimage-built firmpack, or of the same firmpack laid out
+// as a version-16 tree.
 // SPDX-License-Identifier: MIT
 
 #include "firmpack/byte_order.h"
@@ -20,7 +21,23 @@ struct damage {
     uint32_t offset; // of the 32-bit field that is overwritten
     uint32_t value;
     int expected;
+    bool version_16 = false; // in the firmpack rewritten as a version-16 tree
 };
+
+// The same tree as version 16 lays it out: the header without the
+// structure-block size, the blocks right after it.
+std::vector<uint8_t> as_version_16(const std::vector<uint8_t>& fit)
+{
+    const uint32_t dropped = FDT_HEADER_SIZE - FDT_HEADER_SIZE_V16;
+    std::vector<uint8_t> tree = fit;
+    tree.erase(tree.begin() + FDT_HEADER_SIZE_V16, tree.begin() + FDT_HEADER_SIZE);
+    for (uint32_t field : {FDT_HEADER_TOTALSIZE, FDT_HEADER_OFF_MEM_RSVMAP,
+                           FDT_HEADER_OFF_DT_STRUCT, FDT_HEADER_OFF_DT_STRINGS}) {
+        put_be32(tree.data() + field, get_be32(tree.data() + field) - dropped);
+    }
+    put_be32(tree.data() + FDT_HEADER_VERSION, FDT_VERSION_16);
+    return tree;
+}
 
 uint32_t offset_of(const std::vector<uint8_t>& fit, const void* field)
 {
@@ -30,6 +47,7 @@ uint32_t offset_of(const std::vector<uint8_t>& fit, const void* field)
 TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
 {
     const std::vector<uint8_t> good = load_fixture("os_good.fit");
+    const std::vector<uint8_t> good_16 = as_version_16(good);
     const uint8_t* fit = good.data();
     const uint32_t total = fdt_totalsize(fit);
     const uint32_t structure = fdt_off_dt_struct(fit);
@@ -53,6 +71,13 @@ TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
         {"total size below a header", FDT_HEADER_TOTALSIZE, FDT_HEADER_SIZE - 1, -1},
         {"total size negative as an int", FDT_HEADER_TOTALSIZE, 0x80000000, -1},
         {"reservation map past the end", FDT_HEADER_OFF_MEM_RSVMAP, total + 1, -1},
+        {"reservation map without its end", FDT_HEADER_OFF_MEM_RSVMAP, total - 8, -1},
+        // mkimage pads the tree with zeros: the last 16 bytes end a map.
+        {"reservation map ending the tree", FDT_HEADER_OFF_MEM_RSVMAP, total - 16, 0},
+        {"version 17, map at byte 36", FDT_HEADER_OFF_MEM_RSVMAP, FDT_HEADER_SIZE_V16, -1},
+        {"version 16 right after its header", FDT_HEADER_VERSION, FDT_VERSION_16, 0, true},
+        {"version 16, reservation map inside its header", FDT_HEADER_OFF_MEM_RSVMAP,
+         FDT_HEADER_SIZE_V16 - 4, -1, true},
         {"structure inside the header", FDT_HEADER_OFF_DT_STRUCT, 8, -1},
         {"structure not tag-aligned", FDT_HEADER_OFF_DT_STRUCT, structure + 2, -1},
         {"structure size wraps", FDT_HEADER_SIZE_DT_STRUCT, 0xFFFFFFF0, -1},
@@ -66,6 +91,7 @@ TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
         {"property past the block", length, structure_end - length, -1},
         {"property name past the strings", name, fdt_size_dt_strings(fit), -1},
         {"unknown tag", images, 7, -1},
+        {"root named \"fak\"", structure + FDT_TAG_SIZE, 0x66616b00, -1},
         {"root opened by a no-op", structure, FDT_TAG_NOP, -1},
         {"root never closed", structure_end - 8, FDT_TAG_NOP, -1},
         {"no end tag", structure_end - 4, FDT_TAG_NOP, -1},
@@ -73,7 +99,7 @@ TEST(FirmpackStructure, EveryDamagedFieldIsRefused)
         {"a second root", structure_end - 4, FDT_TAG_BEGIN_NODE, -1},
     };
     for (const damage& row : rows) {
-        std::vector<uint8_t> damaged = good;
+        std::vector<uint8_t> damaged = row.version_16 ? good_16 : good;
         put_be32(damaged.data() + row.offset, row.value);
         EXPECT_EQ(row.expected, firmpack_check_structure(damaged.data())) << row.name;
     }

@@ -112,7 +112,7 @@ preflight:
 board-measure: board-build
 	cmake --build $(RELEASE_BUILD) -j$(JOBS) --target board_measure_fixtures
 	board/run-vm.sh measure $(RELEASE_BUILD) $(RELEASE_BUILD)/board-measure \
-		tests/board/measurements $(RELEASE_BUILD)/tests/board/measure-fixtures \
+		tests/board $(RELEASE_BUILD)/tests/board/measure-fixtures \
 		$(RELEASE_BUILD)/examples/pair
 
 # Own checksums, digests and hash check against reference libraries, built as

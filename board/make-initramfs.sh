@@ -2,23 +2,21 @@
 # Builds the board VM's initramfs: the prepared modules archive followed by one
 # with busybox, dash, the mtd-utils programs the tool runs, the tool with
 # libmirel.so.1, the board's dftool and timerun, the guest scripts, the
-# scenarios (-s, the *.sh of that folder) or measurements (-m) to run (none
+# tests (-t, a folder with the test words lib.sh, the runners run-scenarios.sh
+# and measure.sh, and the scenarios/*.sh and measurements/*.sh they run; none
 # for an empty folder name), and the fixtures (each file given, and the files
 # directly inside each folder given, land in /fixtures; missing ones are
 # skipped). Programs take their shared libraries along, at the paths the
 # loader searches.
 #
-# Usage: make-initramfs.sh [-s <scenario folder>] [-m <measurement folder>]
-#                          <output> <prepared dir> <build dir> [fixture]...
+# Usage: make-initramfs.sh [-t <tests folder>] <output> <prepared dir> <build dir> [fixture]...
 # SPDX-License-Identifier: MIT
 set -eu
 
-scenarios=
-measurements=
-while getopts s:m: option; do
+tests=
+while getopts t: option; do
     case $option in
-        s) scenarios=$OPTARG ;;
-        m) measurements=$OPTARG ;;
+        t) tests=$OPTARG ;;
         *) exit 2 ;;
     esac
 done
@@ -34,8 +32,8 @@ MTD_UTILS="ubidetach ubiattach ubimkvol ubiupdatevol ubinfo flash_erase"
 
 stage=$(mktemp -d)
 trap 'rm -rf "$stage"' EXIT
-for dir in bin usr/bin usr/sbin usr/lib proc sys dev tmp run mnt/apps fixtures board/scenarios \
-    board/measurements; do
+for dir in bin usr/bin usr/sbin usr/lib proc sys dev tmp run mnt/apps fixtures \
+    board/tests/scenarios board/tests/measurements; do
     mkdir -p "$stage/$dir"
 done
 
@@ -67,10 +65,12 @@ copy_program "$build/board/dftool" /usr/bin/dftool
 copy_program "$build/board/timerun" /usr/bin/timerun
 
 cp "$here/guest/init" "$stage/init"
-cp "$here/guest/lib.sh" "$here/guest/run-scenarios.sh" "$here/guest/preflight.sh" \
-    "$here/guest/measure.sh" "$stage/board/"
-[ -z "$scenarios" ] || cp "$scenarios"/*.sh "$stage/board/scenarios/"
-[ -z "$measurements" ] || cp "$measurements"/*.sh "$stage/board/measurements/"
+cp "$here/guest/lib.sh" "$here/guest/preflight.sh" "$stage/board/"
+if [ -n "$tests" ]; then
+    cp "$tests/lib.sh" "$tests/run-scenarios.sh" "$tests/measure.sh" "$stage/board/tests/"
+    cp "$tests"/scenarios/*.sh "$stage/board/tests/scenarios/"
+    cp "$tests"/measurements/*.sh "$stage/board/tests/measurements/"
+fi
 for fixture in "$@"; do
     if [ -d "$fixture" ]; then
         find "$fixture" -maxdepth 1 -type f -exec cp {} "$stage/fixtures/" \;

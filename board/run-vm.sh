@@ -3,15 +3,16 @@
 # initramfs, runs QEMU until the guest powers itself off or the time limit
 # ends it.
 #
-# Usage: run-vm.sh scenarios <build dir> <output dir> <scenario folder> [fixture]...
-#        run-vm.sh measure <build dir> <output dir> <measurement folder> [fixture]...
+# Usage: run-vm.sh scenarios|measure <build dir> <output dir> <tests folder> [fixture]...
 #        run-vm.sh demo|preflight <build dir> <output dir> [fixture]...
-#   scenarios: runs the *.sh of the scenario folder; the console goes to
+#   The tests folder (tests/board) holds the test words, the runners and the
+#   scenarios and measurements they run (make-initramfs.sh).
+#   scenarios: runs the scenarios of the tests folder; the console goes to
 #              <output dir>/console.log, each scenario's result to
 #              <output dir>/results/<name>.txt (first line PASS or FAIL), what
 #              ran how fast to <output dir>/summary.txt; exits non-zero when
 #              the run did not complete.
-#   measure:   runs the *.sh of the measurement folder; the console, with
+#   measure:   runs the measurements of the tests folder; the console, with
 #              their reports, is this terminal and <output dir>/console.log,
 #              the reports alone go to <output dir>/report.txt; exits non-zero
 #              when the run did not complete.
@@ -44,11 +45,9 @@ if [ ! -x "$build/board/dftool" ]; then
     echo "run-vm.sh: $build is a build without the simulated board (FPU_BUILD_BOARD=ON)" >&2
     exit 1
 fi
-scenarios=
-measurements=
+tests=
 case $mode in
-    scenarios) scenarios=$(cd "$1" && pwd); shift ;;
-    measure) measurements=$(cd "$1" && pwd); shift ;;
+    scenarios | measure) tests=$(cd "$1" && pwd); shift ;;
     demo | preflight) ;;
     *) echo "run-vm.sh: no mode $mode (scenarios, measure, demo or preflight)" >&2; exit 2 ;;
 esac
@@ -72,8 +71,7 @@ KERNEL_CMDLINE="console=ttyS0 quiet panic=-1 brd_id_io=1 brd_id_core=5 baseline=
 
 mkdir -p "$out"
 prepared=$("$here/prepare.sh" "$cache" "$here/kmod")
-"$here/make-initramfs.sh" -s "$scenarios" -m "$measurements" "$out/initramfs.cpio" "$prepared" \
-    "$build" "$@"
+"$here/make-initramfs.sh" -t "$tests" "$out/initramfs.cpio" "$prepared" "$build" "$@"
 
 append="$KERNEL_CMDLINE fpu_run=$mode"
 [ -z "${FPU_BOARD_SCENARIOS:-}" ] || append="$append fpu_scenarios=$FPU_BOARD_SCENARIOS"

@@ -1,20 +1,15 @@
-# The words of a board scenario. A scenario is a shell script, sourced in a
-# subshell in the fixtures folder on a freshly reset board (NAND partitions
+# The words that set the simulated board up and look at it, for the demo, a
+# preflight and the tests (tests/board/lib.sh adds the words that run the
+# tool and check what came out). A script that sources this runs in the
+# fixtures folder on a board that reset_board has reset: NAND partitions
 # erased and detached, dataflash all 0xFF, no /version, nothing mounted, the
-# kernel's own /proc/cmdline, no faults). It sets the board up, runs the tool
-# with `run`, and checks what came out; every check that fails adds what
-# differed to the scenario's report and makes it fail.
-#
-# Expected text is read from standard input (a here-document). A line that
-# starts with "~ " is a shell pattern for the actual line in the same place
-# (for run-time values such as addresses and process IDs); every other line
-# must match exactly.
+# kernel's own /proc/cmdline, no dataflash faults. A setup step that fails
+# adds what it printed to $REPORT and $WORK/failed and ends the script.
 # SPDX-License-Identifier: MIT
 
 FIXTURES=/fixtures
 WORK=/run/scenario
 REPORT=$WORK/report
-TOOL_TIMEOUT=120
 DATAFLASH_PARAMS=/sys/module/dataflash_sim/parameters
 PARTITIONS="rootfs1 rootfs2 apps1 apps2"
 # The tool attaches the partition of MTD device M as UBI device M + 10.
@@ -24,23 +19,6 @@ UBI_OFFSET=10
 NAND_PARTS_PARAMS=/sys/module/nand_parts/parameters
 NAND_PARTITION_MIB=32
 MIB=1048576
-
-uptime_seconds() {
-    cut -d' ' -f1 /proc/uptime
-}
-
-seconds_since() {
-    awk -v from="$1" -v to="$(uptime_seconds)" 'BEGIN { printf "%.2f", to - from }'
-}
-
-# selected <name> <list>: whether a comma-separated list from the kernel
-# command line names <name>; an empty list names every one.
-selected() {
-    case ",${2:-$1}," in
-        *",$1,"*) return 0 ;;
-    esac
-    return 1
-}
 
 fail() {
     printf '%s\n' "$*" >> "$REPORT"
@@ -151,8 +129,6 @@ reset_board() {
     rm -rf "$WORK"
     mkdir -p "$WORK/bin"
     : > "$REPORT"
-    FAULTS=
-    PENDING=
 }
 
 # --- the board before the run ------------------------------------------------
@@ -191,22 +167,6 @@ volume() {
     must umount "$WORK/volume"
 }
 
-# nand_partition add <name> <offset MiB> <size MiB> | del <name>: a partition
-# of the NAND chip added or removed at run time (see nand_parts.c); a new one
-# takes the lowest free MTD number, a removed one leaves a gap. reset_board
-# brings back the board's own four.
-nand_partition() {
-    case $1 in
-        add) must sh -c "echo '$2 $(($3 * MIB)) $(($4 * MIB))' > $NAND_PARTS_PARAMS/add" ;;
-        del)
-            mtd=$(mtd_number "$2") || broken "nand_partition: no partition named $2"
-            ubidetach -m "$mtd" > /dev/null 2>&1
-            must sh -c "echo $mtd > $NAND_PARTS_PARAMS/del"
-            ;;
-        *) broken "nand_partition: $1 is neither add nor del" ;;
-    esac
-}
-
 # apps_mounted <partition>: the running applications filesystem, a volume made
 # with `volume`, mounted read-only at /mnt/apps.
 apps_mounted() {
@@ -226,12 +186,6 @@ linux_record() {
 # magic_end, by default valid and describing the image.
 bootloader_record() {
     must dftool bootloader "$@"
-}
-
-# page32_admin <text>: the first bytes of the boot loader's page-32 update
-# administration.
-page32_admin() {
-    must dftool page32 "$1"
 }
 
 # reboot_into <baseline>: what a restart into that baseline changes for the
@@ -265,273 +219,7 @@ demo_board() {
         "description=bootloader 2025.04"
 }
 
-# fault <name>=<n>...: dataflash faults during the next run only: fail_write,
-# fail_read, flip_read (with flip_offset), cut_after, read_only (see
-# dataflash_sim.c).
-fault() {
-    FAULTS="$FAULTS $*"
-}
-
-# wrapper <utility> fail | log: put first on the tool's PATH a utility that
-# reads all its input and exits with status 1, or one that appends its command
-# line to the commands log (see expect_commands) and runs the real utility.
-wrapper() {
-    real=$(command -v "$1") || broken "wrapper: no utility $1"
-    case $2 in
-        fail) printf '#!/bin/sh\ncat > /dev/null\nexit 1\n' > "$WORK/bin/$1" ;;
-        log)
-            cat > "$WORK/bin/$1" <<WRAPPER
-#!/bin/sh
-printf '%s\\n' "$1 \$*" >> $WORK/commands
-exec $real "\$@"
-WRAPPER
-            ;;
-        *) broken "wrapper $1: $2 is neither fail nor log" ;;
-    esac
-    chmod +x "$WORK/bin/$1"
-}
-
-# unwrap <utility>: the real utility again, from the next run on.
-unwrap() {
-    rm -f "$WORK/bin/$1"
-}
-
-# shm <os firmpack> <app firmpack>: the firmpacks the platform library serves.
-shm() {
-    must cp "$1" /dev/shm/fp_os.img
-    must cp "$2" /dev/shm/fp_app.img
-}
-
-# --- the run -----------------------------------------------------------------
-
-# run <command> [argument]...: runs it with the faults set, the wrappers first
-# on PATH and no input; its output, exit status and wall time are kept. Its
-# exit status, standard output and standard error must all be checked.
-run() {
-    finish_checks
-    : > "$WORK/commands"
-    for setting in $FAULTS; do
-        echo "${setting#*=}" > "$DATAFLASH_PARAMS/${setting%%=*}" || broken "fault $setting"
-    done
-    for counter in reads writes opens; do
-        echo 0 > "$DATAFLASH_PARAMS/$counter"
-    done
-    started=$(uptime_seconds)
-    # Through /bin/sh, since busybox's timeout would prefer its own applets.
-    PATH="$WORK/bin:$PATH" timeout -s KILL "$TOOL_TIMEOUT" /bin/sh -c 'exec "$@"' sh "$@" \
-        < /dev/null > "$WORK/stdout" 2> "$WORK/stderr"
-    echo $? > "$WORK/status"
-    echo "time $(seconds_since "$started") s, dataflash $(cat "$DATAFLASH_PARAMS/opens") opens" \
-        "$(cat "$DATAFLASH_PARAMS/reads") reads $(cat "$DATAFLASH_PARAMS/writes") writes: $*" \
-        >> "$REPORT"
-    cat "$DATAFLASH_PARAMS/opens" > "$WORK/opens"
-    clear_faults
-    FAULTS=
-    PENDING="status stdout stderr"
-}
-
-checked() {
-    rest=
-    for item in $PENDING; do
-        [ "$item" = "$1" ] || rest="$rest $item"
-    done
-    PENDING=${rest# }
-}
-
-# Called after each run's checks and at the end of the scenario.
-finish_checks() {
-    [ -z "$PENDING" ] || fail "not checked after the run: $PENDING"
-    PENDING=
-}
-
-# --- what the tool prints for a pair built like the sample pair ---------------
-# (examples/build-pair.sh: bootloader@1, rootfs@1 and fdt@1 in the OS
-# firmpack, apps@1 in the APP firmpack). Expected output is composed from these
-# in an unquoted here-document: $(pair_checked).
-
-# pair_consistent [board id]: from the Info line to both firmpacks consistent.
-pair_consistent() {
-    cat <<EOF
-## Info: Firmpacks must match board-id: ${1:-0x105}
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (bootloader@1): crc32+ sha1+ 
-   Hash(es) for Image 1 (rootfs@1): sha1+ 
-   Hash(es) for Image 2 (fdt@1): md5+ 
-~ ## Checking hash(es) for FIT Image at * ...
-   Hash(es) for Image 0 (apps@1): crc32+ md5+ 
-## Both firmpacks are consistent
-EOF
-}
-
-# pair_checked: up to the version check of an accepted pair.
-pair_checked() {
-    pair_consistent
-    printf '%s\n' "## Both firmpacks match together" "## Checking versions:"
-}
-
-# pair_legacy [line]: a legacy pair handed to the boot loader, after the line
-# that tells why.
-pair_legacy() {
-    pair_consistent
-    [ -z "${1:-}" ] || printf '%s\n' "$1"
-    printf '%s\n' "## Both firmpacks match together" \
-        "## Legacy Firmpacks detected, preparing for downgrade..."
-}
-
-# banner start | completed | failed | nothing: one of the tool's framed banners.
-banner() {
-    case $1 in
-        start) middle="   --------- Starting SW Update ---------" ;;
-        completed) middle="   -------- SW Update Completed ---------" ;;
-        failed) middle="   -------- SW Update FAILED !! ---------" ;;
-        nothing) middle="   -------- No SW Update required -------" ;;
-        *) broken "banner $1" ;;
-    esac
-    printf '%s\n' "   --------------------------------------" "$middle" "   --------------------------------------"
-}
-
-# --- the R6.0 pair of the filesystem scenarios (fs_os.img, fs_app.img) --------
-
-# fs_board: baseline 1 runs R5.0 filesystems and the pair's bootloader;
-# baseline 2 holds R4.0.
-fs_board() {
-    cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-    volume rootfs1 ubifs "R5.0"
-    volume apps1 ubifs "R5.0"
-    volume rootfs2 ubifs "R4.0"
-    volume apps2 ubifs "R4.0"
-    apps_mounted apps1
-    root_version "R5.0"
-    linux_record 1 sequence=4 board_id=0x105
-    bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
-}
-
-# fs_started [root description]: a run of fs_os.img (or of a variant whose root
-# filesystem package has that description) with fs_app.img on that board, up
-# to its first filesystem step.
-fs_started() {
-    pair_checked
-    cat <<EOF
-   Package 'bootloader    ' not changed, got 'bootloader 2026.10'
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found '${1:-filesystem R6.0}'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R6.0'
-$(banner start)
-   Current baseline:1, Updating baseline:2
-## Preparing root and applications filesystems...
-EOF
-}
-
-# root_written, apps_written [version]: the lines of each package's
-# installation, for the R6.0 pair unless a version is given.
-root_written() {
-    v=${1:-R6.0}
-    printf '%s\n' "   Preparing package  'rootfs@1      '... (filesystem $v)" \
-        "   Installing package 'rootfs@1      '... (filesystem $v)" \
-        "   Verifying package  'rootfs@1      '... (filesystem $v)"
-}
-
-apps_written() {
-    v=${1:-R6.0}
-    printf '%s\n' "   Preparing package  'apps@1        '... (applications $v)" \
-        "   Extracting package 'apps@1        '... (applications $v)" \
-        "   Installing package 'apps@1        '... (applications $v)" \
-        "   Verifying package  'apps@1        '... (applications $v)"
-}
-
-# --- checks after the run ----------------------------------------------------
-
-# Expected lines on standard input; "~ " lines are shell patterns (see top).
-resolve_patterns() {
-    while IFS= read -r expected <&3; do
-        IFS= read -r actual <&4 || actual=
-        case $expected in
-            '~ '*)
-                # shellcheck disable=SC2254 # the pattern is meant to match
-                case $actual in ${expected#'~ '}) expected=$actual ;; esac ;;
-        esac
-        printf '%s\n' "$expected"
-    done 3< "$1" 4< "$2"
-}
-
-# compare <what> <actual file>, the expected text on standard input.
-compare() {
-    cat > "$WORK/expected"
-    resolve_patterns "$WORK/expected" "$2" > "$WORK/expected.resolved"
-    if ! diff -u -L "expected $1" -L "actual $1" "$WORK/expected.resolved" "$2" > "$WORK/diff"; then
-        fail "$1 differs:"
-        cat "$WORK/diff" >> "$REPORT"
-    fi
-}
-
-expect_status() {
-    checked status
-    actual=$(cat "$WORK/status")
-    [ "$actual" = "$1" ] || fail "exit status: expected $1, got $actual"
-}
-
-expect_stdout() {
-    checked stdout
-    compare stdout "$WORK/stdout"
-}
-
-expect_stderr() {
-    checked stderr
-    compare stderr "$WORK/stderr"
-}
-
-# expect_dataflash_opens <n>: how often the run opened the dataflash's node.
-expect_dataflash_opens() {
-    actual=$(cat "$WORK/opens")
-    [ "$actual" = "$1" ] || fail "dataflash opened $actual times, expected $1"
-}
-
-# The command lines that wrapped utilities ran, one per line.
-expect_commands() {
-    compare commands "$WORK/commands"
-}
-
-# The dataflash as `dftool dump` shows it: page 32, both bootloader records
-# (with "image ok" when the image has the record's CRC), both Linux records.
-expect_dataflash() {
-    dftool dump > "$WORK/dataflash" 2>&1 || fail "dftool dump failed"
-    compare dataflash "$WORK/dataflash"
-}
-
-# The UBIFS mounts, one "<device> on <folder> ro|rw" line each.
-expect_mounts() {
-    awk '$3 == "ubifs" { split($4, option, ","); print $1, "on", $2, option[1] }' /proc/mounts \
-        > "$WORK/mounts"
-    compare mounts "$WORK/mounts"
-}
-
-# expect_files <folder>: the names in the folder, one per line.
-expect_files() {
-    ls -A "$1" > "$WORK/files"
-    compare "files in $1" "$WORK/files"
-}
-
-# expect_bytes <file> <reference file>: the file holds exactly the
-# reference's bytes.
-expect_bytes() {
-    if [ ! -f "$1" ]; then
-        fail "$1: no such file"
-    elif ! cmp -s "$1" "$2"; then
-        fail "$1: does not hold the bytes of $2"
-    fi
-}
-
-# The NAND chip's partitions, one "mtd<N> <name> <size> MiB at <offset> MiB"
-# line each by number.
-expect_partitions() {
-    nand_partitions | awk -v mib="$MIB" '{ print "mtd" $1, $2, $4 / mib, "MiB at", $3 / mib, "MiB" }' \
-        > "$WORK/partitions"
-    compare partitions "$WORK/partitions"
-}
-
-# expect_file <path>: the file's contents.
-expect_file() {
-    if [ -f "$1" ]; then compare "$1" "$1"; else fail "$1: no such file"; fi
-}
+# --- the board afterwards ----------------------------------------------------
 
 # Mounts a partition's volume read-only at $WORK/check, attaching it first when
 # needed; release_volume undoes both.
@@ -576,53 +264,4 @@ volume_version() {
     umount "$WORK/peek" 2> /dev/null
     [ -z "$peeked" ] || ubidetach -d "$peeked" > /dev/null
     return "$found"
-}
-
-# expect_volume <partition> <version>: the partition holds a UBIFS whose
-# version file is that one line.
-expect_volume() {
-    mount_volume "$1" || return 0
-    printf '%s\n' "$2" > "$WORK/version"
-    if [ ! -f "$WORK/check/version" ]; then
-        fail "volume $1: no version file"
-    elif ! cmp -s "$WORK/version" "$WORK/check/version"; then
-        fail "volume $1: version file holds '$(cat "$WORK/check/version")', expected '$2'"
-    fi
-    release_volume
-}
-
-# expect_volume_bytes <partition> <file>: the partition's volume starts with
-# exactly the file's bytes.
-expect_volume_bytes() {
-    ubi=$(partition_ubi "$1") || return 0
-    if ! head -c "$(wc -c < "$2")" "/dev/ubi${ubi}_0" 2> /dev/null | cmp -s - "$2"; then
-        fail "volume $1: does not start with the bytes of $2"
-    fi
-}
-
-# --- measurements --------------------------------------------------------------
-
-# On a log of timerun: seconds <log> <from pattern> <to pattern>, the time from
-# the last line that matches the first pattern to the last that matches the
-# second; wall <log> and peak <log>, the run's wall time and peak memory (KiB).
-seconds() {
-    awk -v from="$2" -v to="$3" '$0 ~ from { start = $1 } $0 ~ to { end = $1 }
-        END { printf "%.3f\n", end - start }' "$1"
-}
-
-wall() {
-    tail -n 1 "$1" | awk '{ print $3 }'
-}
-
-peak() {
-    tail -n 1 "$1" | awk '{ print $6 }'
-}
-
-# median and least of the numbers on standard input, one per line.
-median() {
-    sort -n | awk '{ value[NR] = $1 } END { print value[int((NR + 1) / 2)] }'
-}
-
-least() {
-    sort -n | head -n 1
 }

@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs every scenario of /board/scenarios (or those named, comma-separated, by
+# Runs every scenario of /board/tests/scenarios (or those named, comma-separated, by
 # fpu_scenarios on the kernel command line), each on a board reset to a known
 # state. Each result goes to the second serial port as
 #   === <name>
@@ -7,11 +7,11 @@
 #   <report: run times, and what differed>
 # and the run ends with "=== done <count>". The console gets one line per scenario.
 # SPDX-License-Identifier: MIT
-. /board/lib.sh
+. /board/tests/lib.sh
 
 results=/dev/ttyS1
 count=0
-for scenario in /board/scenarios/*.sh; do
+for scenario in /board/tests/scenarios/*.sh; do
     scenario_name=$(basename "$scenario" .sh)
     selected "$scenario_name" "${fpu_scenarios:-}" || continue
     reset_board

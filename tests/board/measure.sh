@@ -1,5 +1,5 @@
 #!/bin/sh
-# Runs every measurement of /board/measurements (or those named,
+# Runs every measurement of /board/tests/measurements (or those named,
 # comma-separated, by fpu_measurements on the kernel command line), each on a
 # board reset to a known state, in the folder of the fixture firmpacks. A
 # measurement is a shell script like a scenario: it sets the board up with
@@ -9,12 +9,12 @@
 #   <report>
 # and the run ends with "=== done <count>".
 # SPDX-License-Identifier: MIT
-. /board/lib.sh
+. /board/tests/lib.sh
 
 results=/dev/ttyS1
 output=/run/measurement.out
 count=0
-for measurement in /board/measurements/*.sh; do
+for measurement in /board/tests/measurements/*.sh; do
     name=$(basename "$measurement" .sh)
     selected "$name" "${fpu_measurements:-}" || continue
     reset_board

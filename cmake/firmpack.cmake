@@ -1,0 +1,74 @@
+# Firmpacks built the way their makers build them, for the tests, the
+# simulated board, the benchmarks and the sample pair: one function for all.
+# SPDX-License-Identifier: MIT
+
+find_program(FPU_MKIMAGE mkimage REQUIRED)
+find_program(FPU_DTC dtc REQUIRED)
+find_program(FPU_MKFS_UBIFS mkfs.ubifs PATHS /usr/sbin /sbin REQUIRED)
+
+# Fixed timestamps, so that the same sources give the same trees.
+set(FPU_FIRMPACK_EPOCH 1700000000)
+# What examples/build-pair.sh takes from the environment. Dropped before a
+# script runs, so that a developer's own settings never reach a build.
+set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER_VERSION
+    BOOTLOADER_SIZE ROOTFS_FILL APPS_FILL MAX_LEBS PARTITION_ID MIN_IO_SIZE LEB_SIZE)
+
+# fpu_firmpack(<output> SOURCE <source> [DATA <name>:<size>...] [DEPENDS <file>...]
+#              [OUTPUTS <list variable>])
+# Builds <output> from <source>, copied into a work folder first:
+#   *.its  through mkimage, which computes every hash record (the tree padded
+#          by 500 bytes, so that tests can change it in place);
+#   *.dts  through dtc: malformed trees that mkimage would not write;
+#   *.sh   a script that writes a set of firmpacks into the folder <output>,
+#          with the sample pair's builder (examples/build-pair.sh); a stamp
+#          named after the script tells that it ran.
+# DATA makes files of random bytes in the work folder, which an .its takes
+# with /incbin/("<name>"); they are removed once they are in the firmpack.
+# The file made (the stamp for a script) is appended to <list variable>.
+function(fpu_firmpack output)
+    cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS" "DATA;DEPENDS" ${ARGN})
+    get_filename_component(source ${ARG_SOURCE} ABSOLUTE)
+    get_filename_component(source_name ${source} NAME)
+    get_filename_component(output_name ${output} NAME)
+    if(source_name MATCHES "\\.sh$")
+        set(output_name ${source_name})
+    endif()
+    set(work ${CMAKE_CURRENT_BINARY_DIR}/firmpack-work/${output_name})
+    set(epoch SOURCE_DATE_EPOCH=${FPU_FIRMPACK_EPOCH})
+
+    file(MAKE_DIRECTORY ${work})
+    set(made ${output})
+    set(data_files)
+    set(commands)
+    foreach(item ${ARG_DATA})
+        string(REPLACE ":" ";" parts ${item})
+        list(GET parts 0 data_name)
+        list(GET parts 1 data_size)
+        list(APPEND commands COMMAND sh -c "head -c ${data_size} /dev/urandom > ${data_name}")
+        list(APPEND data_files ${work}/${data_name})
+    endforeach()
+    if(source_name MATCHES "\\.its$")
+        list(APPEND commands COMMAND ${CMAKE_COMMAND} -E copy ${source} ${work}/
+            COMMAND ${CMAKE_COMMAND} -E env ${epoch} ${FPU_MKIMAGE} -q -D "-I dts -O dtb -p 500 -q"
+                    -f ${work}/${source_name} ${output})
+    elseif(source_name MATCHES "\\.dts$")
+        list(APPEND commands COMMAND ${CMAKE_COMMAND} -E copy ${source} ${work}/
+            COMMAND ${FPU_DTC} -q -I dts -O dtb -o ${output} ${work}/${source_name})
+    else()
+        set(made ${work}/done)
+        list(TRANSFORM FPU_PAIR_SETTINGS PREPEND --unset= OUTPUT_VARIABLE unset)
+        list(APPEND ARG_DEPENDS ${PROJECT_SOURCE_DIR}/examples/build-pair.sh
+            ${PROJECT_SOURCE_DIR}/examples/os.its ${PROJECT_SOURCE_DIR}/examples/app.its)
+        list(APPEND commands COMMAND ${CMAKE_COMMAND} -E env ${unset} ${epoch} sh ${source} ${output}
+            COMMAND ${CMAKE_COMMAND} -E touch ${made})
+    endif()
+    if(data_files)
+        list(APPEND commands COMMAND ${CMAKE_COMMAND} -E rm -f ${data_files})
+    endif()
+    add_custom_command(OUTPUT ${made} ${commands}
+        WORKING_DIRECTORY ${work} DEPENDS ${source} ${ARG_DEPENDS}
+        COMMENT "Building ${output_name}" VERBATIM)
+    if(ARG_OUTPUTS)
+        set(${ARG_OUTPUTS} ${${ARG_OUTPUTS}} ${made} PARENT_SCOPE)
+    endif()
+endfunction()

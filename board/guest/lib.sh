@@ -14,11 +14,6 @@ DATAFLASH_PARAMS=/sys/module/dataflash_sim/parameters
 PARTITIONS="rootfs1 rootfs2 apps1 apps2"
 # The tool attaches the partition of MTD device M as UBI device M + 10.
 UBI_OFFSET=10
-# The board's partitions fill the NAND chip (mtd0) in the order of
-# $PARTITIONS; more are added and removed through our module's parameters.
-NAND_PARTS_PARAMS=/sys/module/nand_parts/parameters
-NAND_PARTITION_MIB=32
-MIB=1048576
 
 fail() {
     printf '%s\n' "$*" >> "$REPORT"
@@ -77,40 +72,6 @@ restore_node() {
     [ -e "/dev/$1" ] || mknod "/dev/$1" c $(tr ':' ' ' < "/sys/class/mtd/$1/dev")
 }
 
-# The NAND chip's partitions, one "<MTD number> <name> <offset> <size>" line
-# each (bytes) by number: every MTD device after mtd0 that is not the dataflash.
-nand_partitions() {
-    for dir in /sys/class/mtd/mtd*; do
-        number=${dir##*/mtd}
-        case $number in 0 | *[!0-9]*) continue ;; esac
-        [ "$(cat "$dir/type")" != dataflash ] || continue
-        echo "$number $(cat "$dir/name") $(cat "$dir/offset") $(cat "$dir/size")"
-    done | sort -n
-}
-
-# The board's own partitions as nand_partitions shows them: $PARTITIONS in
-# this order from the chip's start, as mtd1 to mtd4.
-standard_partitions() {
-    number=1
-    for partition in $PARTITIONS; do
-        echo "$number $partition $(((number - 1) * NAND_PARTITION_MIB * MIB))" \
-            "$((NAND_PARTITION_MIB * MIB))"
-        number=$((number + 1))
-    done
-}
-
-# Scenarios may add and remove partitions (nand_partition): the board's own
-# come back as mtd1 to mtd4, since new devices take the lowest free numbers.
-restore_nand_layout() {
-    [ "$(nand_partitions)" != "$(standard_partitions)" ] || return 0
-    nand_partitions | while read -r number _; do
-        echo "$number" > "$NAND_PARTS_PARAMS/del"
-    done
-    standard_partitions | while read -r _ name offset size; do
-        echo "$name $offset $size" > "$NAND_PARTS_PARAMS/add"
-    done
-}
-
 reset_board() {
     restore_node mtd0
     restore_node mtd0ro
@@ -119,7 +80,6 @@ reset_board() {
         umount "$dir"
     done
     detach_all_ubi
-    restore_nand_layout
     for partition in $PARTITIONS; do
         flash_erase -q "/dev/mtd$(mtd_number "$partition")" 0 0
     done

@@ -35,22 +35,6 @@ selected() {
 
 # --- more of the board before the run ----------------------------------------
 
-# nand_partition add <name> <offset MiB> <size MiB> | del <name>: a partition
-# of the NAND chip added or removed at run time (see nand_parts.c); a new one
-# takes the lowest free MTD number, a removed one leaves a gap. reset_board
-# brings back the board's own four.
-nand_partition() {
-    case $1 in
-        add) must sh -c "echo '$2 $(($3 * MIB)) $(($4 * MIB))' > $NAND_PARTS_PARAMS/add" ;;
-        del)
-            mtd=$(mtd_number "$2") || broken "nand_partition: no partition named $2"
-            ubidetach -m "$mtd" > /dev/null 2>&1
-            must sh -c "echo $mtd > $NAND_PARTS_PARAMS/del"
-            ;;
-        *) broken "nand_partition: $1 is neither add nor del" ;;
-    esac
-}
-
 # page32_admin <text>: the first bytes of the boot loader's page-32 update
 # administration.
 page32_admin() {
@@ -86,12 +70,6 @@ WRAPPER
 # unwrap <utility>: the real utility again, from the next run on.
 unwrap() {
     rm -f "$WORK/bin/$1"
-}
-
-# shm <os firmpack> <app firmpack>: the firmpacks the platform library serves.
-shm() {
-    must cp "$1" /dev/shm/fp_os.img
-    must cp "$2" /dev/shm/fp_app.img
 }
 
 # --- the run -----------------------------------------------------------------
@@ -296,12 +274,6 @@ expect_mounts() {
     compare mounts "$WORK/mounts"
 }
 
-# expect_files <folder>: the names in the folder, one per line.
-expect_files() {
-    ls -A "$1" > "$WORK/files"
-    compare "files in $1" "$WORK/files"
-}
-
 # expect_bytes <file> <reference file>: the file holds exactly the
 # reference's bytes.
 expect_bytes() {
@@ -310,14 +282,6 @@ expect_bytes() {
     elif ! cmp -s "$1" "$2"; then
         fail "$1: does not hold the bytes of $2"
     fi
-}
-
-# The NAND chip's partitions, one "mtd<N> <name> <size> MiB at <offset> MiB"
-# line each by number.
-expect_partitions() {
-    nand_partitions | awk -v mib="$MIB" '{ print "mtd" $1, $2, $4 / mib, "MiB at", $3 / mib, "MiB" }' \
-        > "$WORK/partitions"
-    compare partitions "$WORK/partitions"
 }
 
 # expect_file <path>: the file's contents.

@@ -7,6 +7,7 @@
 #include "firmpack/lookup.h"
 #include "firmpack/structure.h"
 #include "firmpack/verify.h"
+#include "io/status.h"
 
 #include <cstdio>
 #include <cstdlib>
@@ -24,7 +25,14 @@ int refuse_corrupt(const firmpack_input& firmpack)
 // A well-formed tree whose every image matches its hash records.
 bool is_intact(const firmpack_input& firmpack)
 {
-    return firmpack_check_structure(firmpack.fit) == 0 && firmpack_check_hashes(firmpack.fit);
+    const bool well_formed = firmpack_check_structure(firmpack.fit) == 0;
+    status_begin(PHASE_HASHES, firmpack.display_name,
+                 well_formed && status_active() ? firmpack_hash_bytes(firmpack.fit) : 0);
+    if (!well_formed || !firmpack_check_hashes(firmpack.fit)) {
+        return false;
+    }
+    status_end();
+    return true;
 }
 
 // The decimal layout number at the start of the partition ID data, which holds
@@ -186,6 +194,7 @@ int accept_firmpacks(const firmpack_pair* pair)
 
 pair_verdict accept_board(firmpack_pair* pair, int* result)
 {
+    status_begin(PHASE_ACCEPTANCE, nullptr, 0);
     printf("## Both firmpacks are consistent\n");
     *result = find_board_configuration(pair);
     if (*result != 0) {
@@ -200,7 +209,13 @@ pair_verdict accept_board(firmpack_pair* pair, int* result)
         return verdict;
     }
     printf("## Both firmpacks match together\n");
-    return verdict == PAIR_ACCEPTED ? accept_packages(pair, result) : verdict;
+    if (verdict == PAIR_ACCEPTED) {
+        verdict = accept_packages(pair, result);
+    }
+    if (verdict != PAIR_REFUSED) {
+        status_end();
+    }
+    return verdict;
 }
 
 pair_verdict accept_pair(firmpack_pair* pair, int* result)

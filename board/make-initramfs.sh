@@ -63,6 +63,9 @@ cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update
 copy_program "$build/board/dftool" /usr/bin/dftool
 copy_program "$build/board/timerun" /usr/bin/timerun
+# What the scenarios check the status stream with, in a build with the tests.
+[ ! -x "$build/tests/board/stream_summary" ] ||
+    copy_program "$build/tests/board/stream_summary" /usr/bin/stream_summary
 
 cp "$here/guest/init" "$stage/init"
 cp "$here/guest/lib.sh" "$here/guest/preflight.sh" "$stage/board/"

@@ -5,6 +5,7 @@
 #include "driver/sources.h"
 #include "driver/startup.h"
 #include "io/image_file.h"
+#include "io/status.h"
 
 #include <csignal>
 #include <cstdint>
@@ -21,6 +22,8 @@ int main(int argc, char** argv)
     // A firmpack that shrinks while it is read ends the run with one line,
     // not a bus error.
     guard_mapped_files();
+    // The update agent's stream, when the environment names its descriptor.
+    status_open();
 
     request_normal_scheduling();
     uint32_t board_id = read_board_id();
@@ -39,5 +42,6 @@ int main(int argc, char** argv)
         result = UPDATE_WRONG_USE;
         break;
     }
+    status_finish(result);
     return exit_status_of(result);
 }

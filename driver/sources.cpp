@@ -4,6 +4,7 @@
 #include "driver/update.h"
 #include "firmpack/extent.h"
 #include "io/image_file.h"
+#include "io/status.h"
 #include "platform/mirel/mirel.h"
 
 namespace {
@@ -31,6 +32,7 @@ int open_shm_firmpack(int which, const char* display_name, firmpack_input* firmp
 
 int update_from_files(const char* os_path, const char* app_path, uint32_t board_id)
 {
+    status_start(board_id, os_path, app_path);
     firmpack_input os{};
     firmpack_input app{};
     int result = map_firmpack(os_path, &os);
@@ -46,6 +48,7 @@ int update_from_files(const char* os_path, const char* app_path, uint32_t board_
 
 int update_from_shm(uint32_t board_id)
 {
+    status_start(board_id, SHM_OS_DISPLAY_NAME, SHM_APP_DISPLAY_NAME);
     firmpack_input os{};
     firmpack_input app{};
     int result = open_shm_firmpack(MIREL_FIRMPACK_OS, SHM_OS_DISPLAY_NAME, &os);

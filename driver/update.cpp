@@ -6,6 +6,7 @@
 #include "dataflash/linux_admin.h"
 #include "driver/result.h"
 #include "io/cmdline.h"
+#include "io/status.h"
 #include "ubi/install.h"
 #include "ubi/version.h"
 
@@ -20,6 +21,9 @@ constexpr uint32_t WORK_BUFFER_SIZE = DATAFLASH_SIZE;
 constexpr const char* ROOT_VERSION_FILE = "/version";
 constexpr const char* APPS_VERSION_FILE = "/mnt/apps/version";
 constexpr const char* KEY_BASELINE = "baseline";
+// What the records phases of the status stream are about.
+constexpr const char* RECORD_OF_FILESYSTEMS = "filesystems";
+constexpr const char* RECORD_OF_BOOTLOADER = "bootloader";
 
 constexpr const char* BANNER_RULE = "   --------------------------------------";
 constexpr const char* BANNER_NOTHING_TO_DO = "   -------- No SW Update required -------";
@@ -89,14 +93,20 @@ int choose_baseline(update_work* work)
 // loader starts only when it is made persistent at the very end.
 int store_bootloader(const update_work* work)
 {
-    printf("## Preparing bootloader update...\n");
     const firmpack_package& bootloader = work->pair.bootloader;
+    status_begin(PHASE_BOOTLOADER, bootloader.name, bootloader.size);
+    printf("## Preparing bootloader update...\n");
     if (bootloader.data == nullptr) {
         printf("Could not find script subimage data\n");
         return UPDATE_NO_BOOTLOADER_DATA;
     }
-    return libsu_store_package(LIBSU_TYPE_BOOTLOADER, bootloader.description, bootloader.data,
-                               bootloader.size, work->buffer);
+    int result = libsu_store_package(LIBSU_TYPE_BOOTLOADER, bootloader.description, bootloader.data,
+                                     bootloader.size, work->buffer);
+    if (result == 0) {
+        status_advance(bootloader.size);
+        status_end();
+    }
+    return result;
 }
 
 // Both filesystems of the slot being updated, then their administration record.
@@ -115,8 +125,14 @@ int install_filesystems(update_work* work)
     if (result != 0) {
         return result;
     }
+    status_begin(PHASE_RECORDS, RECORD_OF_FILESYSTEMS, 0);
     printf("## Finalising root and applications filesystems update...\n");
-    return finalise_fs_update(work->current_baseline, work->updating_baseline, work->pair.board_id);
+    result =
+        finalise_fs_update(work->current_baseline, work->updating_baseline, work->pair.board_id);
+    if (result == 0) {
+        status_end();
+    }
+    return result;
 }
 
 int install_changes(update_work* work)
@@ -129,8 +145,12 @@ int install_changes(update_work* work)
         result = install_filesystems(work);
     }
     if (result == 0 && work->bootloader_changed != 0) {
+        status_begin(PHASE_RECORDS, RECORD_OF_BOOTLOADER, 0);
         printf("## Finalising bootloader update...\n");
         result = libsu_make_update_persistent(LIBSU_TYPE_BOOTLOADER);
+        if (result == 0) {
+            status_end();
+        }
     }
     return result;
 }
@@ -138,19 +158,23 @@ int install_changes(update_work* work)
 // The second phase: what changed, which slot, and the installation itself.
 int plan_and_install(update_work* work)
 {
+    status_begin(PHASE_COMPARISON, nullptr, 0);
     int result = check_changes(work);
     if (result != 0) {
         return result;
     }
+    status_end();
     if (work->bootloader_changed == 0 && work->rootfs_changed == 0 && work->apps_changed == 0) {
         print_banner(BANNER_NOTHING_TO_DO);
         return UPDATE_NOTHING_TO_DO;
     }
     print_banner(BANNER_START);
+    status_begin(PHASE_BASELINE, nullptr, 0);
     result = choose_baseline(work);
     if (result != 0) {
         return result;
     }
+    status_end();
     result = install_changes(work);
     print_banner(result == 0 ? BANNER_SUCCESS : BANNER_FAILURE);
     return result;
@@ -173,7 +197,11 @@ int run_update(const firmpack_input& os, const firmpack_input& app, uint32_t boa
     case PAIR_REFUSED:
         break;
     case PAIR_LEGACY:
+        status_begin(PHASE_LEGACY, nullptr, 0);
         result = install_legacy_firmpacks();
+        if (result == 0) {
+            status_end();
+        }
         break;
     case PAIR_ACCEPTED:
         result = plan_and_install(&work);

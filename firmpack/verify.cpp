@@ -7,7 +7,10 @@
 #include "firmpack/md5.h"
 #include "firmpack/result.h"
 #include "firmpack/sha1.h"
+#include "io/status.h"
 
+#include <algorithm>
+#include <array>
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
@@ -15,11 +18,14 @@
 
 namespace {
 
-constexpr const char* ALGO_CRC32 = "crc32";
-constexpr const char* ALGO_SHA1 = "sha1";
-constexpr const char* ALGO_MD5 = "md5";
+// The algorithms of the hash records, by their exact names.
+enum hash_algorithm : int { ALGORITHM_CRC32, ALGORITHM_SHA1, ALGORITHM_MD5, ALGORITHM_COUNT };
+constexpr std::array<const char*, ALGORITHM_COUNT> ALGORITHM_NAMES = {"crc32", "sha1", "md5"};
 constexpr int CRC32_SIZE = 4;
-constexpr int ALGORITHM_COUNT = 3;
+
+// Bytes digested between two reports on the status stream; with nobody
+// listening the data is digested in one go.
+constexpr uint32_t PROGRESS_CHUNK = 1U << 20;
 
 static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE);
 
@@ -30,6 +36,78 @@ constexpr const char* UNKNOWN_ALGO = " error!\nUnsupported hash algorithm";
 constexpr const char* BAD_LENGTH = " error !\nBad hash value len";
 constexpr const char* BAD_VALUE = " error!\nBad hash value";
 
+// The algorithm of a name, or ALGORITHM_COUNT for none computed here.
+hash_algorithm algorithm_named(const char* algo)
+{
+    for (int i = 0; i < ALGORITHM_COUNT; ++i) {
+        if (strcmp(algo, ALGORITHM_NAMES[static_cast<std::size_t>(i)]) == 0) {
+            return static_cast<hash_algorithm>(i);
+        }
+    }
+    return ALGORITHM_COUNT;
+}
+
+// One digest under way.
+struct digest_state {
+    hash_algorithm algorithm;
+    uint32_t crc;
+    md5_context md5;
+    sha1_context sha1;
+};
+
+void digest_begin(digest_state* state, hash_algorithm algorithm)
+{
+    state->algorithm = algorithm;
+    switch (algorithm) {
+    case ALGORITHM_CRC32:
+        state->crc = 0;
+        return;
+    case ALGORITHM_SHA1:
+        sha1_init(&state->sha1);
+        return;
+    case ALGORITHM_MD5:
+        md5_init(&state->md5);
+        return;
+    case ALGORITHM_COUNT:
+        return;
+    }
+}
+
+void digest_update(digest_state* state, const uint8_t* data, uint32_t size)
+{
+    switch (state->algorithm) {
+    case ALGORITHM_CRC32:
+        state->crc = checksum_crc32(state->crc, data, size);
+        return;
+    case ALGORITHM_SHA1:
+        sha1_update(&state->sha1, data, size);
+        return;
+    case ALGORITHM_MD5:
+        md5_update(&state->md5, data, size);
+        return;
+    case ALGORITHM_COUNT:
+        return;
+    }
+}
+
+// The digest's bytes as its records store them; their count.
+int digest_final(digest_state* state, uint8_t output[HASH_MAX_SIZE])
+{
+    switch (state->algorithm) {
+    case ALGORITHM_CRC32:
+        put_be32(output, state->crc);
+        return CRC32_SIZE;
+    case ALGORITHM_SHA1:
+        sha1_final(&state->sha1, output);
+        return SHA1_DIGEST_SIZE;
+    case ALGORITHM_MD5:
+    case ALGORITHM_COUNT:
+        break;
+    }
+    md5_final(&state->md5, output);
+    return MD5_DIGEST_SIZE;
+}
+
 // Next direct child of parent after node (or the first one when node is the
 // parent itself, depth 0), or a negative value when there are no more. Deeper
 // nodes are passed over; the walk ends when it leaves the parent.
@@ -39,6 +117,23 @@ int next_child(const uint8_t* fit, int node, int* depth)
         node = fdt_next_node(fit, node, depth);
     } while (node >= 0 && *depth > 1);
     return *depth > 0 ? node : -FDT_ERR_NOTFOUND;
+}
+
+// How many of the algorithms computed here an image's hash records name.
+uint64_t algorithms_named(const uint8_t* fit, int image)
+{
+    std::array<bool, ALGORITHM_COUNT> named{};
+    int depth = 0;
+    for (int hash = next_child(fit, image, &depth); hash >= 0;
+         hash = next_child(fit, hash, &depth)) {
+        const char* algo = nullptr;
+        if (firmpack_is_hash_node(fdt_get_name(fit, hash, nullptr)) &&
+            firmpack_get_hash_algo(fit, hash, &algo) == 0 &&
+            algorithm_named(algo) != ALGORITHM_COUNT) {
+            named[static_cast<std::size_t>(algorithm_named(algo))] = true;
+        }
+    }
+    return static_cast<uint64_t>(std::count(named.begin(), named.end(), true));
 }
 
 // The digests of one image, each computed once however many hash nodes ask
@@ -162,20 +257,40 @@ bool firmpack_check_image_hashes(const uint8_t* fit, int image)
 int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
                        uint8_t output[HASH_MAX_SIZE], int* length)
 {
-    if (strcmp(algo, ALGO_CRC32) == 0) {
-        put_be32(output, checksum_crc32(0, data, size));
-        *length = CRC32_SIZE;
-        return FIRMPACK_OK;
+    const hash_algorithm algorithm = algorithm_named(algo);
+    if (algorithm == ALGORITHM_COUNT) {
+        return FIRMPACK_MISSING;
     }
-    if (strcmp(algo, ALGO_SHA1) == 0) {
-        digest_sha1(data, size, output);
-        *length = SHA1_DIGEST_SIZE;
-        return FIRMPACK_OK;
+    digest_state state;
+    digest_begin(&state, algorithm);
+    const uint32_t chunk = status_active() ? PROGRESS_CHUNK : size;
+    for (uint32_t done = 0; done < size;) {
+        const uint32_t part = std::min(size - done, chunk);
+        digest_update(&state, data + done, part);
+        status_advance(part);
+        done += part;
     }
-    if (strcmp(algo, ALGO_MD5) == 0) {
-        digest_md5(data, size, output);
-        *length = MD5_DIGEST_SIZE;
-        return FIRMPACK_OK;
+    *length = digest_final(&state, output);
+    return FIRMPACK_OK;
+}
+
+bool firmpack_hash_known(const char* algo)
+{
+    return algorithm_named(algo) != ALGORITHM_COUNT;
+}
+
+uint64_t firmpack_hash_bytes(const uint8_t* fit)
+{
+    uint64_t total = 0;
+    const int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
+    int depth = 0;
+    for (int image = images < 0 ? images : next_child(fit, images, &depth); image >= 0;
+         image = next_child(fit, image, &depth)) {
+        const uint8_t* data = nullptr;
+        uint32_t size = 0;
+        if (firmpack_get_data(fit, image, &data, &size) == 0) {
+            total += uint64_t{size} * algorithms_named(fit, image);
+        }
     }
-    return FIRMPACK_MISSING;
+    return total;
 }

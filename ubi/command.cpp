@@ -1,20 +1,32 @@
 // SPDX-License-Identifier: MIT
 #include "ubi/command.h"
 
+#include "io/status.h"
 #include "ubi/result.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
 namespace {
 
-// One buffered write of all the bytes, pushed through to the pipe so that a
-// refusal shows here and not later inside the close. 0 or the errno value.
+// Bytes written between two reports on the status stream; with nobody
+// listening all of them go in one write.
+constexpr uint32_t PROGRESS_CHUNK = 1U << 20;
+
+// The bytes in buffered writes, pushed through to the pipe so that a refusal
+// shows here and not later inside the close. 0 or the errno value.
 int write_all(FILE* pipe, const uint8_t* data, uint32_t length)
 {
+    const uint32_t chunk = status_active() ? PROGRESS_CHUNK : length;
     errno = 0;
-    if (fwrite(data, 1, length, pipe) != length || fflush(pipe) != 0) {
-        return errno != 0 ? errno : EIO;
+    for (uint32_t done = 0; done < length;) {
+        const uint32_t part = std::min(length - done, chunk);
+        if (fwrite(data + done, 1, part, pipe) != part || fflush(pipe) != 0) {
+            return errno != 0 ? errno : EIO;
+        }
+        status_advance(part);
+        done += part;
     }
     return 0;
 }

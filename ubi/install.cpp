@@ -3,6 +3,7 @@
 
 #include "firmpack/fit.h"
 #include "firmpack/package.h"
+#include "io/status.h"
 #include "ubi/command.h"
 #include "ubi/partition.h"
 #include "ubi/result.h"
@@ -47,10 +48,12 @@ constexpr std::size_t VERSION_FILE_SIZE =
 constexpr mode_t MOUNT_DIR_MODE = 0755;
 constexpr const char* VOLUME_FS_TYPE = "ubifs";
 
-// A filesystem package as it lies in the firmpack, with its compression's code.
+// A filesystem package as it lies in the firmpack, with its compression's
+// code and the partition it goes to.
 struct fs_package {
     firmpack_package part;
     uint8_t compression;
+    const char* partition;
 };
 
 // Every check that can refuse a package, made before the flash is touched.
@@ -89,6 +92,7 @@ void print_installing(const fs_package& package)
 // Unpacks the package into the temporary image file and writes that file.
 int write_gzip_package(const fs_package& package, int ubi_device)
 {
+    status_begin(PHASE_EXTRACTION, package.partition, package.part.size);
     printf("   Extracting package '%-14.14s'... (%s)\n", package.part.name,
            package.part.description);
     char image_path[TEMP_IMAGE_PATH_SIZE];
@@ -111,6 +115,8 @@ int write_gzip_package(const fs_package& package, int ubi_device)
     if (result != 0) {
         return result;
     }
+    status_end();
+    status_begin(PHASE_WRITE, package.partition, 0);
     print_installing(package);
     return pipe_to_command(update, nullptr, 0);
 }
@@ -123,6 +129,7 @@ int write_plain_package(const fs_package& package, int ubi_device)
                      static_cast<int>(package.part.size))) {
         return UBI_NAME_TOO_LONG;
     }
+    status_begin(PHASE_WRITE, package.partition, package.part.size);
     print_installing(package);
     return pipe_to_command(command, package.part.data, package.part.size);
 }
@@ -132,6 +139,7 @@ int write_plain_package(const fs_package& package, int ubi_device)
 int verify_volume(const fs_package& package, int ubi_device, const char* mount_dir,
                   const char* label)
 {
+    status_begin(PHASE_VERIFICATION, package.partition, 0);
     printf("   Verifying package  '%-14.14s'... (%s)\n", package.part.name,
            package.part.description);
     char volume[VOLUME_NODE_SIZE];
@@ -167,6 +175,7 @@ int verify_volume(const fs_package& package, int ubi_device, const char* mount_d
         printf("ERROR: unmounting failed! (%s)\n", strerror(error));
         return error;
     }
+    status_end();
     return 0;
 }
 
@@ -176,6 +185,7 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
                       const char* label)
 {
     fs_package package{};
+    package.partition = partition_name;
     int result = read_package(fit, package_name, &package);
     if (result != 0) {
         return result;
@@ -187,6 +197,7 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
         return UBI_NAME_TOO_LONG;
     }
 
+    status_begin(PHASE_PREPARATION, partition_name, 0);
     printf("   Preparing package  '%-14.14s'... (%s)\n", package.part.name,
            package.part.description);
     int mtd_number = 0;
@@ -198,6 +209,7 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
     if (result != 0) {
         return result;
     }
+    status_end();
 
     const int ubi_device = mtd_number + UBI_DEVICE_OFFSET;
     result = package.compression == COMPRESSION_GZIP ? write_gzip_package(package, ubi_device)
@@ -205,5 +217,6 @@ int store_fs_in_flash(const uint8_t* fit, const char* package_name, const char* 
     if (result != 0) {
         return result;
     }
+    status_end();
     return verify_volume(package, ubi_device, mount_dir, label);
 }

@@ -70,18 +70,3 @@ std::string without_transfer_failures(const std::string& out)
     }
     return kept;
 }
-
-void in_fresh_process(const std::function<void()>& body)
-{
-    fflush(stdout);
-    pid_t child = fork();
-    ASSERT_NE(-1, child);
-    if (child == 0) {
-        body();
-        fflush(stdout);
-        _exit(testing::Test::HasFailure() ? 1 : 0);
-    }
-    int status = 0;
-    ASSERT_EQ(child, waitpid(child, &status, 0));
-    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "failed in the child, see above";
-}

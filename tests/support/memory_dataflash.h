@@ -8,9 +8,9 @@
 #pragma once
 
 #include "dataflash/layout.h"
+#include "tests/support/process.h"
 
 #include <cstdint>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -41,7 +41,3 @@ memory_dataflash& test_dataflash();
 // What the code under test printed, without the lines of failed transfers
 // (dataflash_transfer's own, which its test checks).
 std::string without_transfer_failures(const std::string& out);
-
-// Runs body in a child process, as the tool runs once per process: the
-// bootloader update administration is not loaded and nothing is stored yet.
-void in_fresh_process(const std::function<void()>& body);

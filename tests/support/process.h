@@ -2,6 +2,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <functional>
 #include <string>
 #include <sys/types.h>
 #include <vector>
@@ -27,3 +28,7 @@ child_process start_process(const std::vector<std::string>& argv);
 process_result finish_process(const child_process& child, int timeout_seconds = 60);
 
 process_result run_process(const std::vector<std::string>& argv, int timeout_seconds = 60);
+
+// Runs body in a child process, as the tool runs once per process: whatever
+// state a module keeps for the whole process starts afresh.
+void in_fresh_process(const std::function<void()>& body);

@@ -30,4 +30,9 @@ echo "Installing Debian packages:$missing"
 # A list that fails to arrive (a mirror caught mid-sync) leaves the older one or
 # none: the install below then says whether what it needs is there.
 $sudo apt-get update -q || echo "Some package lists were not refreshed; installing from those at hand"
-$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends $missing
+# A library of two architectures (libssl3 and libssl3:armhf) must be of one
+# version, and the security suite may carry a newer one for one architecture
+# only: the packages come from the release itself, where both have the same.
+release=$(. /etc/os-release && echo "$VERSION_CODENAME")
+$sudo env DEBIAN_FRONTEND=noninteractive apt-get install -y -q --no-install-recommends \
+    -t "$release" $missing

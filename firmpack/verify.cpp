@@ -12,16 +12,20 @@
 #include <cstdio>
 #include <cstring>
 #include <libfdt.h>
+#include <openssl/evp.h>
 
 namespace {
 
 constexpr const char* ALGO_CRC32 = "crc32";
 constexpr const char* ALGO_SHA1 = "sha1";
 constexpr const char* ALGO_MD5 = "md5";
+constexpr const char* ALGO_SHA256 = "sha256"; // signed set only
 constexpr int CRC32_SIZE = 4;
-constexpr int ALGORITHM_COUNT = 3;
+constexpr int SHA256_SIZE = 32;
+constexpr int ALGORITHM_COUNT = 4;
 
-static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE);
+static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE &&
+              SHA256_SIZE <= HASH_MAX_SIZE);
 
 // Failure texts of one hash node; each is followed by the node and image names.
 constexpr const char* NO_ALGO = " error!\nCan't get hash algo property";
@@ -46,6 +50,7 @@ int next_child(const uint8_t* fit, int node, int* depth)
 struct image_digests {
     const uint8_t* data;
     uint32_t size;
+    hash_set set;
     int count;
     struct {
         const char* algo;
@@ -68,7 +73,8 @@ int image_digest(image_digests* digests, const char* algo, const uint8_t** diges
         return FIRMPACK_UNKNOWN_ALGORITHM;
     }
     auto& entry = digests->known[digests->count];
-    if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length) != 0) {
+    if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length,
+                           digests->set) != 0) {
         return FIRMPACK_UNKNOWN_ALGORITHM;
     }
     entry.algo = algo;
@@ -109,7 +115,7 @@ const char* check_hash_node(const uint8_t* fit, int hash, image_digests* digests
 
 } // namespace
 
-int firmpack_check_hashes(const uint8_t* fit)
+int firmpack_check_hashes(const uint8_t* fit, hash_set set)
 {
     int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     if (images < 0) {
@@ -123,7 +129,7 @@ int firmpack_check_hashes(const uint8_t* fit)
     for (int image = next_child(fit, images, &depth); image >= 0;
          image = next_child(fit, image, &depth), ++number) {
         printf("   Hash(es) for Image %u (%s): ", number, fdt_get_name(fit, image, nullptr));
-        if (firmpack_check_image_hashes(fit, image) == 0) {
+        if (firmpack_check_image_hashes(fit, image, set) == 0) {
             return FIRMPACK_CHECK_FAILED;
         }
         printf("\n");
@@ -131,7 +137,7 @@ int firmpack_check_hashes(const uint8_t* fit)
     return FIRMPACK_CHECK_PASSED;
 }
 
-int firmpack_check_image_hashes(const uint8_t* fit, int image)
+int firmpack_check_image_hashes(const uint8_t* fit, int image, hash_set set)
 {
     const uint8_t* data = nullptr;
     uint32_t size = 0;
@@ -142,6 +148,7 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
     image_digests digests{};
     digests.data = data;
     digests.size = size;
+    digests.set = set;
     int depth = 0;
     for (int node = next_child(fit, image, &depth); node >= 0;
          node = next_child(fit, node, &depth)) {
@@ -160,7 +167,7 @@ int firmpack_check_image_hashes(const uint8_t* fit, int image)
 }
 
 int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
-                       uint8_t output[HASH_MAX_SIZE], int* length)
+                       uint8_t output[HASH_MAX_SIZE], int* length, hash_set set)
 {
     if (strcmp(algo, ALGO_CRC32) == 0) {
         put_be32(output, checksum_crc32(0, data, size));
@@ -175,6 +182,12 @@ int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
     if (strcmp(algo, ALGO_MD5) == 0) {
         digest_md5(data, size, output);
         *length = MD5_DIGEST_SIZE;
+        return FIRMPACK_OK;
+    }
+    unsigned sha256_length = 0;
+    if (set == HASHES_SIGNED && strcmp(algo, ALGO_SHA256) == 0 &&
+        EVP_Digest(data, size, output, &sha256_length, EVP_sha256(), nullptr) == 1) {
+        *length = static_cast<int>(sha256_length);
         return FIRMPACK_OK;
     }
     return FIRMPACK_UNKNOWN_ALGORITHM;

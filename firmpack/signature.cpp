@@ -373,8 +373,11 @@ unsigned digest_signed_bytes(const uint8_t* fit, int config, int signature, cons
     int length = 0;
     const uint8_t* hashed_strings =
         static_cast<const uint8_t*>(fdt_getprop(fit, signature, PROP_HASHED_STRINGS, &length));
-    if (hashed_strings == nullptr || length != HASHED_STRINGS_SIZE ||
-        get_be32(hashed_strings + HASHED_STRINGS_LENGTH_FIELD) > fdt_size_dt_strings(fit)) {
+    if (hashed_strings == nullptr || length != HASHED_STRINGS_SIZE) {
+        return 0;
+    }
+    const uint32_t strings_size = get_be32(hashed_strings + HASHED_STRINGS_LENGTH_FIELD);
+    if (strings_size > fdt_size_dt_strings(fit)) {
         return 0;
     }
     signed_nodes nodes;
@@ -385,8 +388,7 @@ unsigned digest_signed_bytes(const uint8_t* fit, int config, int signature, cons
     unsigned size = 0;
     if (run.context != nullptr && EVP_DigestInit_ex(run.context, digest, nullptr) == 1 &&
         digest_structure(fit, nodes, &run)) {
-        add_bytes(&run, fit + fdt_off_dt_strings(fit),
-                  get_be32(hashed_strings + HASHED_STRINGS_LENGTH_FIELD));
+        add_bytes(&run, fit + fdt_off_dt_strings(fit), strings_size);
         flush_run(&run);
         if (run.failed || EVP_DigestFinal_ex(run.context, output, &size) != 1) {
             size = 0;

@@ -16,6 +16,7 @@ namespace {
 
 const char* const OS_IMAGES[] = {"firmware", "filesystem", "fdt"};
 const char* const SIGNATURE_1 = "/configurations/board_0x0105/signature-1";
+const char* const SIGNATURE_3 = "/configurations/board_0x0300/signature-1";
 
 // The key file mkimage wrote beside the signed firmpack; key names point into it.
 const std::vector<uint8_t>& key_file()
@@ -85,10 +86,10 @@ TEST(ConfigurationSignature, EveryAlgorithmVerifiesAndEveryAttackIsRefused)
          nullptr},
         {"rsa4096-pss", fit, "board_0x0200", UNCHANGED, nullptr, SIGNATURE_VERIFIED,
          "sha256,rsa4096", "big", nullptr},
-        {"first-of-two-signatures", fit, "board_0x0300", UNCHANGED, nullptr, SIGNATURE_VERIFIED,
-         rsa2048, "dev", nullptr},
-        {"ecdsa256-when-the-first-key-is-gone", fit, "board_0x0300", UNCHANGED, "dev",
-         SIGNATURE_VERIFIED, "sha256,ecdsa256", "ec", nullptr},
+        {"second-signature-when-the-first-key-is-gone", fit, "board_0x0200", UNCHANGED, "big",
+         SIGNATURE_VERIFIED, rsa2048, "dev", nullptr},
+        {"ecdsa256", fit, "board_0x0300", UNCHANGED, nullptr, SIGNATURE_VERIFIED, "sha256,ecdsa256",
+         "ec", nullptr},
         {"partition-id-byte-rehashed", fit, board, bytes("/images/fdt@1", "data", "3"), nullptr,
          SIGNATURE_BAD, rsa2048, "dev", nullptr},
         {"hash-value", fit, board,
@@ -121,6 +122,9 @@ TEST(ConfigurationSignature, EveryAlgorithmVerifiesAndEveryAttackIsRefused)
         {"truncated-value", fit, board,
          damaged(SIGNATURE_1, "value", property_prefix(SIGNATURE_1, "value", 255)), nullptr,
          SIGNATURE_BAD, rsa2048, "dev", nullptr},
+        {"truncated-ecdsa-value", fit, "board_0x0300",
+         damaged(SIGNATURE_3, "value", property_prefix(SIGNATURE_3, "value", 63)), nullptr,
+         SIGNATURE_BAD, "sha256,ecdsa256", "ec", nullptr},
         {"hashed-strings-past-the-strings", fit, board,
          damaged(SIGNATURE_1, "hashed-strings", std::string("\0\0\0\0\0\1\0\0", 8)), nullptr,
          SIGNATURE_BAD, rsa2048, "dev", nullptr},

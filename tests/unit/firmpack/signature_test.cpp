@@ -84,6 +84,8 @@ TEST(ConfigurationSignature, EveryAlgorithmVerifiesAndEveryAttackIsRefused)
     const signature_case cases[] = {
         {"rsa2048-pkcs-1.5", fit, board, UNCHANGED, nullptr, SIGNATURE_VERIFIED, rsa2048, "dev",
          nullptr},
+        {"padding-named", fit, board, text(SIGNATURE_1, "padding", "pkcs-1.5"), nullptr,
+         SIGNATURE_VERIFIED, rsa2048, "dev", nullptr},
         {"rsa4096-pss", fit, "board_0x0200", UNCHANGED, nullptr, SIGNATURE_VERIFIED,
          "sha256,rsa4096", "big", nullptr},
         {"second-signature-when-the-first-key-is-gone", fit, "board_0x0200", UNCHANGED, "big",
@@ -170,6 +172,9 @@ TEST(KeyFile, KeysAndWhatIsNoKey)
         {"rsa-key-named-by-its-node",
          changed_firmpack(file, removed("/signature/key-dev", "key-name-hint")), KEYS_READ,
          "ec big dev "},
+        {"rsa-key-named-by-its-hint",
+         changed_firmpack(file, text("/signature/key-big", "key-name-hint", "next")), KEYS_READ,
+         "ec next dev "},
         {"modulus-of-other-size",
          changed_firmpack(
              file, damaged("/signature/key-big", "rsa,num-bits", std::string("\0\0\x10\x01", 4))),

@@ -3,6 +3,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "firmpack/verify.h"
+
 #include <cstdint>
 #include <string>
 
@@ -12,8 +14,21 @@ inline constexpr uint32_t LARGE_INPUT = 64u << 20;
 // "1MiB" or "64MiB".
 std::string size_name(uint32_t size);
 
-// Everything: own code, the references and the firmpack hash check.
+// Everything: own code, the references, the firmpack hash check and the
+// signature check.
 void register_all_benchmarks();
+
+// A firmpack file mapped the way the tool maps its files; exits on failure.
+const uint8_t* map_file(const char* path, uint32_t* size);
+
+// The hash check with its progress report sent to /dev/null.
+int check_hashes_quietly(const uint8_t* fit, hash_set set);
+
+// The signature check of a signed firmpack, small and large, and the hash
+// check of its sha256 records against OpenSSL's SHA-256 of the same bytes:
+// "check_signature/firmpack/<size>" (calls per second),
+// "check_hashes/signed_firmpack/<size>" and "check_hashes/openssl_sha256/<size>".
+void register_signature_benchmarks();
 
 // Our SHA-1 and OpenSSL's, named "sha1/own_<variant>/<size>" and
 // "sha1/openssl_<variant>/<size>" (no suffix for an empty variant). A child

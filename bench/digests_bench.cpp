@@ -110,41 +110,6 @@ void openssl_digest(const char* algorithm, const uint8_t* data, uint32_t size)
     benchmark::DoNotOptimize(digest);
 }
 
-// The benchmark firmpack, mapped the way the tool maps its files.
-const uint8_t* map_firmpack(uint32_t* size)
-{
-    int fd = open(FPU_BENCH_FIRMPACK, O_RDONLY);
-    struct stat info {};
-    if (fd < 0 || fstat(fd, &info) != 0) {
-        perror(FPU_BENCH_FIRMPACK);
-        exit(1);
-    }
-    void* start = mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ,
-                       MAP_SHARED | MAP_POPULATE, fd, 0);
-    if (start == MAP_FAILED) {
-        perror(FPU_BENCH_FIRMPACK);
-        exit(1);
-    }
-    close(fd);
-    *size = static_cast<uint32_t>(info.st_size);
-    return static_cast<const uint8_t*>(start);
-}
-
-// The hash check prints its progress; the measurement sends it to /dev/null.
-int check_hashes_quietly(const uint8_t* fit)
-{
-    fflush(stdout);
-    int saved = dup(STDOUT_FILENO);
-    int null = open("/dev/null", O_WRONLY);
-    dup2(null, STDOUT_FILENO);
-    int result = firmpack_check_hashes(fit);
-    fflush(stdout);
-    dup2(saved, STDOUT_FILENO);
-    close(null);
-    close(saved);
-    return result;
-}
-
 // The digests the hash check computes, called directly on the same data.
 void digest_images(const uint8_t* fit)
 {
@@ -168,12 +133,12 @@ void digest_images(const uint8_t* fit)
 void register_firmpack_check()
 {
     static uint32_t size = 0;
-    static const uint8_t* fit = map_firmpack(&size);
+    static const uint8_t* fit = map_file(FPU_BENCH_FIRMPACK, &size);
     const std::string suffix = "/" + std::to_string(size >> 20) + "MiB";
     benchmark::RegisterBenchmark(("check_hashes/firmpack" + suffix).c_str(),
                                  [](benchmark::State& state) {
                                      for (auto _ : state) {
-                                         if (check_hashes_quietly(fit) != 1) {
+                                         if (check_hashes_quietly(fit, HASHES_UNSIGNED) != 1) {
                                              state.SkipWithError("hash check failed");
                                          }
                                      }
@@ -195,6 +160,40 @@ void register_firmpack_check()
 }
 
 } // namespace
+
+const uint8_t* map_file(const char* path, uint32_t* size)
+{
+    int fd = open(path, O_RDONLY);
+    struct stat info {};
+    if (fd < 0 || fstat(fd, &info) != 0) {
+        perror(path);
+        exit(1);
+    }
+    void* start = mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ,
+                       MAP_SHARED | MAP_POPULATE, fd, 0);
+    if (start == MAP_FAILED) {
+        perror(path);
+        exit(1);
+    }
+    close(fd);
+    *size = static_cast<uint32_t>(info.st_size);
+    return static_cast<const uint8_t*>(start);
+}
+
+// The hash check prints its progress; the measurement sends it to /dev/null.
+int check_hashes_quietly(const uint8_t* fit, hash_set set)
+{
+    fflush(stdout);
+    int saved = dup(STDOUT_FILENO);
+    int null = open("/dev/null", O_WRONLY);
+    dup2(null, STDOUT_FILENO);
+    int result = firmpack_check_hashes(fit, set);
+    fflush(stdout);
+    dup2(saved, STDOUT_FILENO);
+    close(null);
+    close(saved);
+    return result;
+}
 
 std::string size_name(uint32_t size)
 {
@@ -225,6 +224,7 @@ void register_all_benchmarks()
     });
     register_sha1_pair("");
     register_firmpack_check();
+    register_signature_benchmarks();
 }
 
 void register_sha1_pair(const std::string& variant)

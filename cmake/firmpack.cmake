@@ -5,6 +5,7 @@
 find_program(FPU_MKIMAGE mkimage REQUIRED)
 find_program(FPU_DTC dtc REQUIRED)
 find_program(FPU_MKFS_UBIFS mkfs.ubifs PATHS /usr/sbin /sbin REQUIRED)
+find_program(FPU_OPENSSL openssl REQUIRED)
 
 # Fixed timestamps, so that the same sources give the same trees.
 set(FPU_FIRMPACK_EPOCH 1700000000)
@@ -14,6 +15,7 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
     BOOTLOADER_SIZE ROOTFS_FILL APPS_FILL MAX_LEBS PARTITION_ID MIN_IO_SIZE LEB_SIZE)
 
 # fpu_firmpack(<output> SOURCE <source> [DATA <name>:<size>...] [DEPENDS <file>...]
+#              [KEYS <hint>:<rsa2048|rsa3072|rsa4096|ecdsa256>... KEY_FILE <file>]
 #              [OUTPUTS <list variable>])
 # Builds <output> from <source>, copied into a work folder first:
 #   *.its  through mkimage, which computes every hash record (the tree padded
@@ -24,9 +26,14 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
 #          named after the script tells that it ran.
 # DATA makes files of random bytes in the work folder, which an .its takes
 # with /incbin/("<name>"); they are removed once they are in the firmpack.
+# With KEYS, openssl makes each key anew in a key folder as mkimage wants it
+# (<hint>.key and <hint>.crt for RSA, <hint>.pem for ECDSA), mkimage signs the
+# .its with them and writes their public keys into KEY_FILE, made empty first
+# with room for them (Debian 12's mkimage cannot grow a key file that already
+# holds an ECDSA key, and writes an ECDSA key only beside an RSA one).
 # The file made (the stamp for a script) is appended to <list variable>.
 function(fpu_firmpack output)
-    cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS" "DATA;DEPENDS" ${ARGN})
+    cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS;KEY_FILE" "DATA;DEPENDS;KEYS" ${ARGN})
     get_filename_component(source ${ARG_SOURCE} ABSOLUTE)
     get_filename_component(source_name ${source} NAME)
     get_filename_component(output_name ${output} NAME)
@@ -48,10 +55,17 @@ function(fpu_firmpack output)
         list(APPEND commands COMMAND sh -c "head -c ${data_size} /dev/urandom > ${data_name}")
         list(APPEND data_files ${work}/${data_name})
     endforeach()
+    set(sign)
+    set(key_commands)
+    if(ARG_KEYS)
+        fpu_firmpack_keys(${work}/keys ${ARG_KEY_FILE} ${ARG_KEYS})
+        list(APPEND made ${ARG_KEY_FILE})
+        set(sign -k ${work}/keys -K ${ARG_KEY_FILE} -r)
+    endif()
     if(source_name MATCHES "\\.its$")
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E copy ${source} ${work}/
             COMMAND ${CMAKE_COMMAND} -E env ${epoch} ${FPU_MKIMAGE} -q -D "-I dts -O dtb -p 500 -q"
-                    -f ${work}/${source_name} ${output})
+                    ${sign} -f ${work}/${source_name} ${output})
     elseif(source_name MATCHES "\\.dts$")
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E copy ${source} ${work}/
             COMMAND ${FPU_DTC} -q -I dts -O dtb -o ${output} ${work}/${source_name})
@@ -63,6 +77,7 @@ function(fpu_firmpack output)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E env ${unset} ${epoch} sh ${source} ${output}
             COMMAND ${CMAKE_COMMAND} -E touch ${made})
     endif()
+    list(PREPEND commands ${key_commands})
     if(data_files)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E rm -f ${data_files})
     endif()
@@ -72,4 +87,29 @@ function(fpu_firmpack output)
     if(ARG_OUTPUTS)
         set(${ARG_OUTPUTS} ${${ARG_OUTPUTS}} ${made} PARENT_SCOPE)
     endif()
+endfunction()
+
+# The commands that make the keys of fpu_firmpack, in key_commands of the caller.
+function(fpu_firmpack_keys folder key_file)
+    set(empty ${folder}/empty.dts)
+    file(MAKE_DIRECTORY ${folder})
+    file(WRITE ${empty} "/dts-v1/;\n/ {\n};\n")
+    set(commands COMMAND ${FPU_DTC} -q -I dts -O dtb -p 4096 -o ${key_file} ${empty})
+    foreach(key ${ARGN})
+        string(REPLACE ":" ";" parts ${key})
+        list(GET parts 0 hint)
+        list(GET parts 1 type)
+        if(type MATCHES "^rsa([0-9]+)$")
+            list(APPEND commands COMMAND ${FPU_OPENSSL} genpkey -quiet -algorithm RSA
+                    -pkeyopt rsa_keygen_bits:${CMAKE_MATCH_1} -out ${folder}/${hint}.key
+                COMMAND ${FPU_OPENSSL} req -batch -new -x509 -subj /CN=${hint}
+                    -key ${folder}/${hint}.key -out ${folder}/${hint}.crt)
+        elseif(type STREQUAL "ecdsa256")
+            list(APPEND commands COMMAND ${FPU_OPENSSL} genpkey -algorithm EC
+                -pkeyopt ec_paramgen_curve:P-256 -out ${folder}/${hint}.pem)
+        else()
+            message(FATAL_ERROR "fpu_firmpack: ${key}: a key is rsa2048, rsa3072, rsa4096 or ecdsa256")
+        endif()
+    endforeach()
+    set(key_commands ${commands} PARENT_SCOPE)
 endfunction()

@@ -15,19 +15,30 @@
 #include <cstdio>
 #include <cstring>
 #include <libfdt.h>
+#include <openssl/evp.h>
 
 namespace {
 
-// The algorithms of the hash records, by their exact names.
-enum hash_algorithm : int { ALGORITHM_CRC32, ALGORITHM_SHA1, ALGORITHM_MD5, ALGORITHM_COUNT };
-constexpr std::array<const char*, ALGORITHM_COUNT> ALGORITHM_NAMES = {"crc32", "sha1", "md5"};
+// The algorithms of the hash records, by their exact names; the last is
+// computed in the signed set only.
+enum hash_algorithm : int {
+    ALGORITHM_CRC32,
+    ALGORITHM_SHA1,
+    ALGORITHM_MD5,
+    ALGORITHM_SHA256,
+    ALGORITHM_COUNT
+};
+constexpr std::array<const char*, ALGORITHM_COUNT> ALGORITHM_NAMES = {"crc32", "sha1", "md5",
+                                                                        "sha256"};
 constexpr int CRC32_SIZE = 4;
+constexpr int SHA256_SIZE = 32;
 
 // Bytes digested between two reports on the status stream; with nobody
 // listening the data is digested in one go.
 constexpr uint32_t PROGRESS_CHUNK = 1U << 20;
 
-static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE);
+static_assert(SHA1_DIGEST_SIZE <= HASH_MAX_SIZE && MD5_DIGEST_SIZE <= HASH_MAX_SIZE &&
+              SHA256_SIZE <= HASH_MAX_SIZE);
 
 // Failure texts of one hash node; each is followed by the node and image names.
 constexpr const char* NO_ALGO = " error!\nCan't get hash algo property";
@@ -36,10 +47,11 @@ constexpr const char* UNKNOWN_ALGO = " error!\nUnsupported hash algorithm";
 constexpr const char* BAD_LENGTH = " error !\nBad hash value len";
 constexpr const char* BAD_VALUE = " error!\nBad hash value";
 
-// The algorithm of a name, or ALGORITHM_COUNT for none computed here.
-hash_algorithm algorithm_named(const char* algo)
+// The algorithm of a name in a set, or ALGORITHM_COUNT for none it computes.
+hash_algorithm algorithm_named(const char* algo, hash_set set)
 {
-    for (int i = 0; i < ALGORITHM_COUNT; ++i) {
+    const int known = set == HASHES_SIGNED ? ALGORITHM_COUNT : ALGORITHM_SHA256;
+    for (int i = 0; i < known; ++i) {
         if (strcmp(algo, ALGORITHM_NAMES[static_cast<std::size_t>(i)]) == 0) {
             return static_cast<hash_algorithm>(i);
         }
@@ -47,12 +59,13 @@ hash_algorithm algorithm_named(const char* algo)
     return ALGORITHM_COUNT;
 }
 
-// One digest under way.
+// One digest under way; SHA-256 is OpenSSL's, like the signatures'.
 struct digest_state {
     hash_algorithm algorithm;
     uint32_t crc;
     md5_context md5;
     sha1_context sha1;
+    EVP_MD_CTX* sha256;
 };
 
 void digest_begin(digest_state* state, hash_algorithm algorithm)
@@ -67,6 +80,10 @@ void digest_begin(digest_state* state, hash_algorithm algorithm)
         return;
     case ALGORITHM_MD5:
         md5_init(&state->md5);
+        return;
+    case ALGORITHM_SHA256:
+        state->sha256 = EVP_MD_CTX_new();
+        (void)EVP_DigestInit_ex(state->sha256, EVP_sha256(), nullptr);
         return;
     case ALGORITHM_COUNT:
         return;
@@ -85,6 +102,11 @@ void digest_update(digest_state* state, const uint8_t* data, uint32_t size)
     case ALGORITHM_MD5:
         md5_update(&state->md5, data, size);
         return;
+    case ALGORITHM_SHA256:
+        if (state->sha256 != nullptr) {
+            (void)EVP_DigestUpdate(state->sha256, data, size);
+        }
+        return;
     case ALGORITHM_COUNT:
         return;
     }
@@ -100,6 +122,15 @@ int digest_final(digest_state* state, uint8_t output[HASH_MAX_SIZE])
     case ALGORITHM_SHA1:
         sha1_final(&state->sha1, output);
         return SHA1_DIGEST_SIZE;
+    case ALGORITHM_SHA256: {
+        // A context that could not be made or run gives no digest, which no
+        // record's value matches.
+        unsigned length = 0;
+        const bool made =
+            state->sha256 != nullptr && EVP_DigestFinal_ex(state->sha256, output, &length) == 1;
+        EVP_MD_CTX_free(state->sha256);
+        return made ? static_cast<int>(length) : 0;
+    }
     case ALGORITHM_MD5:
     case ALGORITHM_COUNT:
         break;
@@ -119,8 +150,8 @@ int next_child(const uint8_t* fit, int node, int* depth)
     return *depth > 0 ? node : -FDT_ERR_NOTFOUND;
 }
 
-// How many of the algorithms computed here an image's hash records name.
-uint64_t algorithms_named(const uint8_t* fit, int image)
+// How many of the algorithms of a set an image's hash records name.
+uint64_t algorithms_named(const uint8_t* fit, int image, hash_set set)
 {
     std::array<bool, ALGORITHM_COUNT> named{};
     int depth = 0;
@@ -129,8 +160,8 @@ uint64_t algorithms_named(const uint8_t* fit, int image)
         const char* algo = nullptr;
         if (firmpack_is_hash_node(fdt_get_name(fit, hash, nullptr)) &&
             firmpack_get_hash_algo(fit, hash, &algo) == 0 &&
-            algorithm_named(algo) != ALGORITHM_COUNT) {
-            named[static_cast<std::size_t>(algorithm_named(algo))] = true;
+            algorithm_named(algo, set) != ALGORITHM_COUNT) {
+            named[static_cast<std::size_t>(algorithm_named(algo, set))] = true;
         }
     }
     return static_cast<uint64_t>(std::count(named.begin(), named.end(), true));
@@ -141,6 +172,7 @@ uint64_t algorithms_named(const uint8_t* fit, int image)
 struct image_digests {
     const uint8_t* data;
     uint32_t size;
+    hash_set set;
     int count;
     struct {
         const char* algo;
@@ -163,7 +195,8 @@ int image_digest(image_digests* digests, const char* algo, const uint8_t** diges
         return FIRMPACK_MISSING;
     }
     auto& entry = digests->known[digests->count];
-    if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length) != 0) {
+    if (firmpack_calc_hash(digests->data, digests->size, algo, entry.digest, &entry.length,
+                           digests->set) != 0) {
         return FIRMPACK_MISSING;
     }
     entry.algo = algo;
@@ -204,7 +237,7 @@ const char* check_hash_node(const uint8_t* fit, int hash, image_digests* digests
 
 } // namespace
 
-bool firmpack_check_hashes(const uint8_t* fit)
+bool firmpack_check_hashes(const uint8_t* fit, hash_set set)
 {
     int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
     if (images < 0) {
@@ -218,7 +251,7 @@ bool firmpack_check_hashes(const uint8_t* fit)
     for (int image = next_child(fit, images, &depth); image >= 0;
          image = next_child(fit, image, &depth), ++number) {
         printf("   Hash(es) for Image %u (%s): ", number, fdt_get_name(fit, image, nullptr));
-        if (!firmpack_check_image_hashes(fit, image)) {
+        if (!firmpack_check_image_hashes(fit, image, set)) {
             return false;
         }
         printf("\n");
@@ -226,7 +259,7 @@ bool firmpack_check_hashes(const uint8_t* fit)
     return true;
 }
 
-bool firmpack_check_image_hashes(const uint8_t* fit, int image)
+bool firmpack_check_image_hashes(const uint8_t* fit, int image, hash_set set)
 {
     const uint8_t* data = nullptr;
     uint32_t size = 0;
@@ -237,6 +270,7 @@ bool firmpack_check_image_hashes(const uint8_t* fit, int image)
     image_digests digests{};
     digests.data = data;
     digests.size = size;
+    digests.set = set;
     int depth = 0;
     for (int node = next_child(fit, image, &depth); node >= 0;
          node = next_child(fit, node, &depth)) {
@@ -255,9 +289,9 @@ bool firmpack_check_image_hashes(const uint8_t* fit, int image)
 }
 
 int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
-                       uint8_t output[HASH_MAX_SIZE], int* length)
+                       uint8_t output[HASH_MAX_SIZE], int* length, hash_set set)
 {
-    const hash_algorithm algorithm = algorithm_named(algo);
+    const hash_algorithm algorithm = algorithm_named(algo, set);
     if (algorithm == ALGORITHM_COUNT) {
         return FIRMPACK_MISSING;
     }
@@ -274,12 +308,12 @@ int firmpack_calc_hash(const uint8_t* data, uint32_t size, const char* algo,
     return FIRMPACK_OK;
 }
 
-bool firmpack_hash_known(const char* algo)
+bool firmpack_hash_known(const char* algo, hash_set set)
 {
-    return algorithm_named(algo) != ALGORITHM_COUNT;
+    return algorithm_named(algo, set) != ALGORITHM_COUNT;
 }
 
-uint64_t firmpack_hash_bytes(const uint8_t* fit)
+uint64_t firmpack_hash_bytes(const uint8_t* fit, hash_set set)
 {
     uint64_t total = 0;
     const int images = fdt_path_offset(fit, FIT_IMAGES_PATH);
@@ -289,7 +323,7 @@ uint64_t firmpack_hash_bytes(const uint8_t* fit)
         const uint8_t* data = nullptr;
         uint32_t size = 0;
         if (firmpack_get_data(fit, image, &data, &size) == 0) {
-            total += uint64_t{size} * algorithms_named(fit, image);
+            total += uint64_t{size} * algorithms_named(fit, image, set);
         }
     }
     return total;

@@ -38,7 +38,7 @@ void rehash(std::vector<uint8_t>* fit, int node)
         uint8_t digest[HASH_MAX_SIZE];
         int length = 0;
         if (firmpack_get_string(fit->data(), hash, "algo", &algo) == 0 &&
-            firmpack_calc_hash(data, size, algo, digest, &length) == 0) {
+            firmpack_calc_hash(data, size, algo, digest, &length, HASHES_SIGNED) == 0) {
             EXPECT_EQ(0, fdt_setprop_inplace(fit->data(), hash, "value", digest, length));
         }
     }
@@ -73,7 +73,11 @@ std::string sample_path(const std::string& file)
 
 std::vector<uint8_t> sample_firmpack(const std::string& file, const property_change& change)
 {
-    std::vector<uint8_t> fit = load_file(sample_path(file));
+    return changed_firmpack(load_file(sample_path(file)), change);
+}
+
+std::vector<uint8_t> changed_firmpack(std::vector<uint8_t> fit, const property_change& change)
+{
     if (change.node == nullptr) {
         return fit;
     }

@@ -26,3 +26,5 @@ property_change damaged(const char* node, const char* property, const std::strin
 
 std::string sample_path(const std::string& file);
 std::vector<uint8_t> sample_firmpack(const std::string& file, const property_change& change);
+// Any firmpack with one property changed; sha256 records are recomputed too.
+std::vector<uint8_t> changed_firmpack(std::vector<uint8_t> fit, const property_change& change);

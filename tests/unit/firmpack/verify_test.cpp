@@ -82,6 +82,35 @@ TEST(ImageHashes, EveryFailureOfAHashNode)
     }
 }
 
+TEST(ImageHashes, Sha256InTheSignedSetOnly)
+{
+    struct set_case {
+        const char* image;
+        hash_set set;
+        int result;
+        const char* out;
+    };
+    const set_case cases[] = {
+        {"sha256", HASHES_SIGNED, 1, "sha256+ "},
+        {"sha256", HASHES_UNSIGNED, 0,
+         "sha256 error!\nUnsupported hash algorithm for 'hash@1' hash node in 'sha256' image "
+         "node\n"},
+        {"fourth-algorithm", HASHES_SIGNED, 0,
+         "crc32+ sha1+ md5+ crc32+ sha256 error !\nBad hash value len for 'hash@5' hash node in "
+         "'fourth-algorithm' image node\n"},
+    };
+    std::vector<uint8_t> fit = load_fixture("hash_faults.dtb");
+    for (const set_case& c : cases) {
+        captured_output output;
+        int result = capture_output(&output, [&] {
+            return firmpack_check_image_hashes(fit.data(), firmpack_image_node(fit.data(), c.image),
+                                               c.set);
+        });
+        EXPECT_EQ(c.result, result) << c.image;
+        EXPECT_EQ(c.out, output.out) << c.image;
+    }
+}
+
 TEST(FirmpackHashes, GoodMkimageFirmpackLineForLine)
 {
     std::vector<uint8_t> fit = load_fixture("os_good.fit");

@@ -2,6 +2,7 @@
 #include "acceptance/pair.h"
 
 #include "acceptance/result.h"
+#include "acceptance/signed.h"
 #include "firmpack/extent.h"
 #include "firmpack/fit.h"
 #include "firmpack/lookup.h"
@@ -23,12 +24,12 @@ int refuse_corrupt(const firmpack_input& firmpack)
 }
 
 // A well-formed tree whose every image matches its hash records.
-bool is_intact(const firmpack_input& firmpack)
+bool is_intact(const firmpack_input& firmpack, hash_set set)
 {
     const bool well_formed = firmpack_check_structure(firmpack.fit) == 0;
     status_begin(PHASE_HASHES, firmpack.display_name,
-                 well_formed && status_active() ? firmpack_hash_bytes(firmpack.fit) : 0);
-    if (!well_formed || !firmpack_check_hashes(firmpack.fit)) {
+                 well_formed && status_active() ? firmpack_hash_bytes(firmpack.fit, set) : 0);
+    if (!well_formed || !firmpack_check_hashes(firmpack.fit, set)) {
         return false;
     }
     status_end();
@@ -183,10 +184,11 @@ int accept_firmpacks(const firmpack_pair* pair)
     if (firmpack_check_extent(pair->app.fit, pair->app.size) != 0) {
         return refuse_corrupt(pair->app);
     }
-    if (!is_intact(pair->os)) {
+    const hash_set set = key_file_present(pair->key_file) ? HASHES_SIGNED : HASHES_UNSIGNED;
+    if (!is_intact(pair->os, set)) {
         return refuse_corrupt(pair->os);
     }
-    if (!is_intact(pair->app)) {
+    if (!is_intact(pair->app, set)) {
         return refuse_corrupt(pair->app);
     }
     return 0;
@@ -195,6 +197,12 @@ int accept_firmpacks(const firmpack_pair* pair)
 pair_verdict accept_board(firmpack_pair* pair, int* result)
 {
     status_begin(PHASE_ACCEPTANCE, nullptr, 0);
+    if (key_file_present(pair->key_file)) {
+        *result = check_pair_signatures(pair);
+        if (*result != 0) {
+            return PAIR_REFUSED;
+        }
+    }
     printf("## Both firmpacks are consistent\n");
     *result = find_board_configuration(pair);
     if (*result != 0) {

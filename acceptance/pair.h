@@ -47,6 +47,9 @@ struct firmpack_pair {
     firmpack_input os;
     firmpack_input app;
     uint32_t board_id = 0;
+    // The board's key file, or null: with a key file present, only a pair
+    // whose board configurations it verifies is accepted (acceptance/signed.h).
+    const char* key_file = nullptr;
 
     int config = -1;       // the board's configuration in the OS firmpack
     int fdt_image = -1;    // its FDT package, which carries the partition ID
@@ -60,14 +63,16 @@ struct firmpack_pair {
 };
 
 // Both firmpacks whole and intact: the extent of each (OS, then APP), then
-// the structure and every hash record of each. 0, or 22 after "file %s is
-// corrupt, stopping upgrade" for the first firmpack that fails.
+// the structure and every hash record of each (sha256 records too, when a key
+// file is present). 0, or 22 after "file %s is corrupt, stopping upgrade"
+// for the first firmpack that fails.
 [[nodiscard]] int accept_firmpacks(const firmpack_pair* pair);
 
-// An intact pair for its board: the board's configuration, the partition ID
+// An intact pair for its board: with a key file present, the signatures of
+// both firmpacks' configurations; the board's configuration, the partition ID
 // and the version pairing, then for an accepted pair its three packages and
-// their descriptions. *result is 0 unless the pair is refused: 22, 38, 9, or
-// a package lookup's code.
+// their descriptions. *result is 0 unless the pair is refused: 13, 22, 38, 9,
+// or a package lookup's code.
 [[nodiscard]] pair_verdict accept_board(firmpack_pair* pair, int* result);
 
 // accept_firmpacks, then accept_board: from two firmpacks to the verdict.

@@ -21,6 +21,8 @@ constexpr uint32_t WORK_BUFFER_SIZE = DATAFLASH_SIZE;
 constexpr const char* ROOT_VERSION_FILE = "/version";
 constexpr const char* APPS_VERSION_FILE = "/mnt/apps/version";
 constexpr const char* KEY_BASELINE = "baseline";
+// The keys a signed board verifies its firmpacks with, fixed when the tool is built.
+constexpr const char* KEY_FILE = FPU_KEY_FILE;
 // What the records phases of the status stream are about.
 constexpr const char* RECORD_OF_FILESYSTEMS = "filesystems";
 constexpr const char* RECORD_OF_BOOTLOADER = "bootloader";
@@ -190,7 +192,7 @@ int run_update(const firmpack_input& os, const firmpack_input& app, uint32_t boa
         fprintf(stderr, "Out of memory\n");
         return UPDATE_OUT_OF_MEMORY;
     }
-    work.pair = {os, app, board_id};
+    work.pair = {os, app, board_id, KEY_FILE};
 
     int result = 0;
     switch (accept_pair(&work.pair, &result)) {

@@ -26,7 +26,17 @@
 #   PARTITION_ID        data of the partition-ID package           (2)
 #   MIN_IO_SIZE         NAND page size (mkfs.ubifs -m)             (2048)
 #   LEB_SIZE            UBI logical erase block size (mkfs.ubifs -e) (129024)
+#   KEYS                a folder of signing keys as mkimage takes them
+#                       (<name>.key and <name>.crt): sign the pair     (none)
+#   KEY_NAME            the key to sign with           (the one *.key in KEYS)
+#   SIGN_ALGO           the signature's algorithm           (sha256,rsa2048)
 # Version texts are plain words: no double quotes or backslashes.
+#
+# With KEYS every configuration gets a signature node over the images it
+# names, every md5 record a sha1 record beside it (a board with a key file
+# ties an image to the signature only through sha1 or sha256), and the public
+# key goes into <outdir>/keys.dtb, the key file for the board
+# (/etc/firmpack-update/keys.dtb there).
 # SPDX-License-Identifier: MIT
 set -eu
 
@@ -52,6 +62,19 @@ PARTITION_ID=${PARTITION_ID:-2}
 # leaves 126 KiB to each logical erase block (its headers take one page).
 MIN_IO_SIZE=${MIN_IO_SIZE:-2048}
 LEB_SIZE=${LEB_SIZE:-129024}
+
+KEYS=${KEYS:-}
+SIGN_ALGO=${SIGN_ALGO:-sha256,rsa2048}
+if [ -n "$KEYS" ]; then
+    [ -d "$KEYS" ] || { echo "build-pair.sh: KEYS=$KEYS is no folder" >&2; exit 1; }
+    KEY_NAME=${KEY_NAME:-$(cd "$KEYS" && ls *.key 2> /dev/null | sed -n 's/\.key$//p')}
+    case $KEY_NAME in
+        '' | *[!A-Za-z0-9._-]*)
+            echo "build-pair.sh: KEYS=$KEYS holds no one <name>.key; set KEY_NAME" >&2
+            exit 1
+            ;;
+    esac
+fi
 
 PATH=$PATH:/usr/sbin:/sbin
 work=$(mktemp -d)
@@ -83,6 +106,20 @@ set_line() {
     sed -i "${line}s|.*|$(quote "$3")|" "$1"
 }
 
+# sign_its <its> <example>: a sha1 record beside the md5 one, and a signature
+# node in every configuration, after the line that names its last image.
+sign_its() {
+    set_line "$1" '				algo = "md5";' \
+        '				algo = "md5"; }; hash-sha1 { algo = "sha1";'
+    case $2 in
+        os.its) images='"firmware", "filesystem", "fdt"' last='			fdt = "fdt";' ;;
+        *) images='"filesystem"' last='			filesystem = "apps";' ;;
+    esac
+    signature="signature-1 { algo = \"$SIGN_ALGO\"; key-name-hint = \"$KEY_NAME\";"
+    signature="$signature sign-images = $images; };"
+    sed -i "s|^$last\$|$last $(quote "$signature")|" "$1"
+}
+
 # firmpack <example> <output> <FDT package description>
 firmpack() {
     its=$work/$1
@@ -103,13 +140,25 @@ firmpack() {
             "			description = \"applications $APPS_VERSION\";"
         ;;
     esac
+    sign=
+    if [ -n "$KEYS" ]; then
+        sign_its "$its" "$1"
+        sign="-k $KEYS -K $out/keys.dtb -r"
+    fi
     # mkimage warns about unit addresses on every run: show its words only
     # when it fails.
-    if ! mkimage -q -D "-I dts -O dtb -q" -f "$its" "$2" 2> "$work/mkimage.log"; then
+    # shellcheck disable=SC2086 # $sign is words of its own
+    if ! mkimage -q -D "-I dts -O dtb -q" $sign -f "$its" "$2" 2> "$work/mkimage.log"; then
         cat "$work/mkimage.log" >&2
         exit 1
     fi
 }
+
+# mkimage adds the public key to a key file that is there already, with room.
+if [ -n "$KEYS" ]; then
+    printf '/dts-v1/;\n/ {\n};\n' > "$work/keys.dts"
+    dtc -q -I dts -O dtb -p 4096 -o "$out/keys.dtb" "$work/keys.dts"
+fi
 
 head -c "$BOOTLOADER_SIZE" /dev/urandom > "$work/bootloader.bin"
 filesystem rootfs "$ROOTFS_VERSION" "$ROOTFS_FILL" "$work/rootfs.ubifs"

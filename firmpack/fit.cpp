@@ -19,8 +19,6 @@ constexpr uint32_t SINGLE_IMAGE_MAGIC = 0x27051956;
 constexpr std::string_view BOARD_CONFIG_PREFIX = "board_0x";
 constexpr const char* BOARD_CONFIG_FORMAT = "board_0x%4.4x";
 static_assert(std::string_view(BOARD_CONFIG_FORMAT).starts_with(BOARD_CONFIG_PREFIX));
-// "board_0x" and up to eight hexadecimal digits with the terminating NUL.
-constexpr std::size_t BOARD_CONFIG_NAME_SIZE = 17;
 
 constexpr const char* PROP_DESCRIPTION = "description";
 constexpr const char* PROP_TIMESTAMP = "timestamp";
@@ -120,10 +118,15 @@ int firmpack_config_node(const uint8_t* fit, const char* config_name)
     return child_node(fit, FIT_CONFIGURATIONS_PATH, config_name);
 }
 
+void firmpack_board_config_name(uint32_t board_id, char name[BOARD_CONFIG_NAME_SIZE])
+{
+    snprintf(name, BOARD_CONFIG_NAME_SIZE, BOARD_CONFIG_FORMAT, board_id);
+}
+
 int firmpack_board_config(const uint8_t* fit, uint32_t board_id)
 {
     char config_name[BOARD_CONFIG_NAME_SIZE];
-    snprintf(config_name, sizeof config_name, BOARD_CONFIG_FORMAT, board_id);
+    firmpack_board_config_name(board_id, config_name);
     return firmpack_config_node(fit, config_name);
 }
 

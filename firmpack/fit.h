@@ -13,6 +13,7 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 // Parents of the packages and of the board configurations.
@@ -50,6 +51,11 @@ struct name_table_entry {
 // or a negative libfdt code.
 [[nodiscard]] int firmpack_image_node(const uint8_t* fit, const char* image_name);
 [[nodiscard]] int firmpack_config_node(const uint8_t* fit, const char* config_name);
+
+// The name of a board's configuration: "board_0x%4.4x" filled with its id,
+// which takes up to eight hexadecimal digits and the terminating NUL.
+inline constexpr std::size_t BOARD_CONFIG_NAME_SIZE = 17;
+void firmpack_board_config_name(uint32_t board_id, char name[BOARD_CONFIG_NAME_SIZE]);
 
 // The configuration of a board, "board_0x%4.4x" filled with its id, or a
 // negative libfdt code.

@@ -29,7 +29,7 @@ enum hash_algorithm : int {
     ALGORITHM_COUNT
 };
 constexpr std::array<const char*, ALGORITHM_COUNT> ALGORITHM_NAMES = {"crc32", "sha1", "md5",
-                                                                        "sha256"};
+                                                                      "sha256"};
 constexpr int CRC32_SIZE = 4;
 constexpr int SHA256_SIZE = 32;
 

@@ -3,13 +3,16 @@
 # tool and check what came out). A script that sources this runs in the
 # fixtures folder on a board that reset_board has reset: NAND partitions
 # erased and detached, dataflash all 0xFF, no /version, nothing mounted, the
-# kernel's own /proc/cmdline, no dataflash faults. A setup step that fails
-# adds what it printed to $REPORT and $WORK/failed and ends the script.
+# kernel's own /proc/cmdline, no dataflash faults, no key file. A setup step
+# that fails adds what it printed to $REPORT and $WORK/failed and ends the
+# script.
 # SPDX-License-Identifier: MIT
 
 FIXTURES=/fixtures
 WORK=/run/scenario
 REPORT=$WORK/report
+# Where the board keeps the keys its firmpacks must be signed with.
+KEY_FILE=/etc/firmpack-update/keys.dtb
 DATAFLASH_PARAMS=/sys/module/dataflash_sim/parameters
 PARTITIONS="rootfs1 rootfs2 apps1 apps2"
 # The tool attaches the partition of MTD device M as UBI device M + 10.
@@ -83,7 +86,7 @@ reset_board() {
     for partition in $PARTITIONS; do
         flash_erase -q "/dev/mtd$(mtd_number "$partition")" 0 0
     done
-    rm -rf /tmp/* /dev/shm/* /version
+    rm -rf /tmp/* /dev/shm/* /version "$KEY_FILE"
     clear_faults
     dftool erase
     rm -rf "$WORK"
@@ -98,6 +101,13 @@ reset_board() {
 cmdline() {
     printf '%s\n' "$*" > "$WORK/cmdline"
     must mount --bind "$WORK/cmdline" /proc/cmdline
+}
+
+# key_file <file>: the board's key file, so that it installs only firmpacks
+# signed by one of its keys.
+key_file() {
+    mkdir -p "$(dirname "$KEY_FILE")"
+    must cp "$1" "$KEY_FILE"
 }
 
 # root_version <text>: /version of the running root filesystem, one line.

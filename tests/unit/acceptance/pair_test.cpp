@@ -5,7 +5,9 @@
 #include "acceptance/pair.h"
 
 #include "tests/support/capture.h"
+#include "tests/support/fixture.h"
 #include "tests/support/sample_pair.h"
+#include "tests/support/temp_dir.h"
 
 #include <gtest/gtest.h>
 
@@ -146,6 +148,53 @@ TEST(PairAcceptance, FirstDamagedFirmpackIsNamed)
             EXPECT_EQ(last_line,
                       output.out.substr(output.out.rfind('\n', output.out.size() - 2) + 1));
         }
+    }
+}
+
+// With a key file the board accepts only what its keys signed, legacy pairs
+// too; an unusable key file refuses every pair; without one nothing changes.
+TEST(PairAcceptance, SignedPairs)
+{
+    temp_dir dir;
+    const std::string keys = fixture_path("signed_keys.dtb");
+    const std::string VERIFIED = "   Signature for Configuration board_0x0105 (os.img): "
+                                 "sha256,rsa2048:dev+ \n   Signature for Configuration "
+                                 "board_0x0105 (app.img): sha256,rsa2048:dev+ \n";
+    const std::string CONSISTENT = "## Both firmpacks are consistent\n";
+    const std::string REFUSED = "ERROR: os.img: configuration board_0x0105: ";
+    const std::tuple<std::string, std::string, std::string, int, std::string> cases[] = {
+        {"signed_os.img", "signed_app.img", keys, 0, VERIFIED + CONSISTENT},
+        {"signed_os_legacy.img", "signed_app.img", keys, 0, VERIFIED + CONSISTENT},
+        {"signed_os.img", "signed_app.img", dir.path("none.dtb"), 0, CONSISTENT},
+        {"tampered_os.img", "signed_app.img", keys, 13,
+         REFUSED + "bad signature, stopping upgrade\n"},
+        {"", "", keys, 13, REFUSED + "no signature, stopping upgrade\n"},
+        {"signed_os.img", "signed_app.img", dir.write("empty.dtb", ""), 13,
+         "ERROR: key file " + dir.path("empty.dtb") + " is empty, stopping upgrade\n"},
+        {"signed_os.img", "signed_app.img", dir.write("text.dtb", "keys"), 13,
+         "ERROR: key file " + dir.path("text.dtb") + " is not a device tree, stopping upgrade\n"},
+        {"signed_os.img", "signed_app.img", dir.root, 13,
+         "ERROR: key file " + dir.root + " cannot be read (No such device), stopping upgrade\n"},
+    };
+    for (const auto& [os_name, app_name, key_file, result, printed] : cases) {
+        // Empty names: the unsigned sample pair.
+        const std::vector<uint8_t> os =
+            os_name.empty() ? sample_firmpack("fp_os.img", SAME) : load_fixture(os_name);
+        const std::vector<uint8_t> app =
+            app_name.empty() ? sample_firmpack("fp_app.img", SAME) : load_fixture(app_name);
+        firmpack_pair pair = pair_of(os, app, 0x105);
+        pair.key_file = key_file.c_str();
+        int code = -7;
+        captured_output output;
+        const pair_verdict verdict =
+            capture_output(&output, [&] { return accept_pair(&pair, &code); });
+        EXPECT_EQ(result, code) << os_name << " " << key_file;
+        EXPECT_EQ(result == 0, verdict != PAIR_REFUSED) << os_name;
+        const std::size_t after_hashes = output.out.find("\n   Signature");
+        const std::size_t start = after_hashes != std::string::npos
+                                      ? after_hashes + 1
+                                      : output.out.find(result == 0 ? CONSISTENT : "ERROR: ");
+        EXPECT_EQ(printed, output.out.substr(start, printed.size())) << os_name << " " << key_file;
     }
 }
 

@@ -19,3 +19,7 @@ set(CMAKE_CROSSCOMPILING_EMULATOR ${FPU_QEMU_ARM})
 # objects by their runtime names. Their headers are the host's.
 set(FDT_LIBRARY /usr/lib/arm-linux-gnueabihf/libfdt.so.1 CACHE FILEPATH "libfdt of the board")
 set(ZLIB_LIBRARY /usr/lib/arm-linux-gnueabihf/libz.so.1 CACHE FILEPATH "zlib of the board")
+
+# Libraries found through pkg-config (OpenSSL's libcrypto) are the board's:
+# the armhf .pc files, not the host's.
+set(ENV{PKG_CONFIG_LIBDIR} /usr/lib/arm-linux-gnueabihf/pkgconfig:/usr/share/pkgconfig)

@@ -1,9 +1,12 @@
 // Fuzz target: everything the tool reads of a pair of firmpacks before it
-// touches the board, which is the pair's acceptance. An input that starts
-// with a tree whose total size is smaller than the input is that tree as the
-// OS firmpack and the rest as the APP firmpack; any other input is both. Each firmpack lies in
-// memory exactly as large as it is, with an unreadable page after it, so that a read past its end
-// crashes even inside libfdt, which is not built with the sanitizers. SPDX-License-Identifier: MIT
+// touches the board, which is the pair's acceptance: once as a board without
+// a key file judges it, once as a board with one (the signed seed's key). An
+// input that starts with a tree whose total size is smaller than the input is
+// that tree as the OS firmpack and the rest as the APP firmpack; any other
+// input is both. Each firmpack lies in memory exactly as large as it is, with
+// an unreadable page after it, so that a read past its end crashes even
+// inside libfdt, which is not built with the sanitizers.
+// SPDX-License-Identifier: MIT
 
 #include "acceptance/pair.h"
 #include "firmpack/byte_order.h"
@@ -95,5 +98,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size)
     // The packages an accepted pair installs are read on the way.
     int result = 0;
     (void)accept_pair(&pair, &result);
+    firmpack_pair signed_pair{pair.os, pair.app, BOARD_ID, FPU_FUZZ_KEY_FILE};
+    (void)accept_pair(&signed_pair, &result);
     return 0;
 }

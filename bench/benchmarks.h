@@ -30,6 +30,12 @@ int check_hashes_quietly(const uint8_t* fit, hash_set set);
 // "check_hashes/signed_firmpack/<size>" and "check_hashes/openssl_sha256/<size>".
 void register_signature_benchmarks();
 
+// The acceptance of a signed pair of 128 MiB on a board with its key file and
+// on one without, in bytes per second of the pair.
+inline constexpr const char* ACCEPTANCE_SIGNED = "accept_pair/signed_board/128MiB";
+inline constexpr const char* ACCEPTANCE_UNSIGNED = "accept_pair/board_without_keys/128MiB";
+void register_acceptance_benchmarks();
+
 // Our SHA-1 and OpenSSL's, named "sha1/own_<variant>/<size>" and
 // "sha1/openssl_<variant>/<size>" (no suffix for an empty variant). A child
 // process whose OPENSSL_ia32cap masks some of the CPU's features runs only

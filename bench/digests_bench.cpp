@@ -225,6 +225,7 @@ void register_all_benchmarks()
     register_sha1_pair("");
     register_firmpack_check();
     register_signature_benchmarks();
+    register_acceptance_benchmarks();
 }
 
 void register_sha1_pair(const std::string& variant)

@@ -16,14 +16,15 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
 
 # fpu_firmpack(<output> SOURCE <source> [DATA <name>:<size>...] [DEPENDS <file>...]
 #              [KEYS <hint>:<rsa2048|rsa3072|rsa4096|ecdsa256>... KEY_FILE <file>]
-#              [OUTPUTS <list variable>])
+#              [ARGUMENTS <word>...] [OUTPUTS <list variable>])
 # Builds <output> from <source>, copied into a work folder first:
 #   *.its  through mkimage, which computes every hash record (the tree padded
 #          by 500 bytes, so that tests can change it in place);
 #   *.dts  through dtc: malformed trees that mkimage would not write;
 #   *.sh   a script that writes a set of firmpacks into the folder <output>,
-#          with the sample pair's builder (examples/build-pair.sh); a stamp
-#          named after the script tells that it ran.
+#          with the sample pair's builder (examples/build-pair.sh), given the
+#          ARGUMENTS after the folder; a stamp named after the script tells
+#          that it ran.
 # DATA makes files of random bytes in the work folder, which an .its takes
 # with /incbin/("<name>"); they are removed once they are in the firmpack.
 # With KEYS, openssl makes each key anew in a key folder as mkimage wants it
@@ -33,7 +34,7 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
 # holds an ECDSA key, and writes an ECDSA key only beside an RSA one).
 # The file made (the stamp for a script) is appended to <list variable>.
 function(fpu_firmpack output)
-    cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS;KEY_FILE" "DATA;DEPENDS;KEYS" ${ARGN})
+    cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS;KEY_FILE" "DATA;DEPENDS;KEYS;ARGUMENTS" ${ARGN})
     get_filename_component(source ${ARG_SOURCE} ABSOLUTE)
     get_filename_component(source_name ${source} NAME)
     get_filename_component(output_name ${output} NAME)
@@ -75,6 +76,7 @@ function(fpu_firmpack output)
         list(APPEND ARG_DEPENDS ${PROJECT_SOURCE_DIR}/examples/build-pair.sh
             ${PROJECT_SOURCE_DIR}/examples/os.its ${PROJECT_SOURCE_DIR}/examples/app.its)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E env ${unset} ${epoch} sh ${source} ${output}
+                    ${ARG_ARGUMENTS}
             COMMAND ${CMAKE_COMMAND} -E touch ${made})
     endif()
     list(PREPEND commands ${key_commands})

@@ -22,8 +22,8 @@ BOARD_CACHE := $(abspath $(BUILD_ROOT))/board-cache
 # The simulated board (board/) that the demo, preflights, board-test and
 # board-measure boot: armhf, the board's own processor (Debian's armmp kernel
 # in qemu-system-arm with the armhf tool), or amd64, a PC (Debian's amd64
-# kernel with the native tool), which is faster. `make test` runs the board
-# scenarios on both, or only on BOARD_ARCH when it is given.
+# kernel with the native tool). `make test` runs the board scenarios on both,
+# or only on BOARD_ARCH when it is given.
 ifeq ($(origin BOARD_ARCH),undefined)
 BOARD_ARCH := armhf
 TEST_BOARDS ?= armhf amd64

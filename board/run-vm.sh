@@ -83,8 +83,9 @@ case $arch in
     armhf)
         qemu="qemu-system-arm -M virt"
         kernel=zImage
-        # Errors of the armmp kernel on this machine (no firmware to set the
-        # CPU's IBE bit, a PCIe window it cannot claim) stay off the console.
+        # The boot's errors of the armmp kernel on this machine (no firmware
+        # to set the CPU's IBE bit, a PCIe window it cannot claim) stay off
+        # the console; the guest's init shows errors again after the boot.
         append="console=ttyAMA0 loglevel=3"
         results="-device virtio-serial-device -chardev file,id=results,path=$out/results.raw
             -device virtserialport,chardev=results,name=results"

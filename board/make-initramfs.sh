@@ -6,16 +6,23 @@
 # and measure.sh, and the scenarios/*.sh and measurements/*.sh they run; none
 # for an empty folder name), and the fixtures (each file given, and the files
 # directly inside each folder given, land in /fixtures; missing ones are
-# skipped). Programs take their shared libraries along, at the paths the
-# loader searches.
+# skipped). Programs take their shared libraries along: each library in
+# /usr/lib under the name the program asks for, the dynamic loader at its own
+# path. For armhf (-a), dash, mtd-utils and the C library are the prepared
+# ARM userland, and the libraries are those the armhf loader finds for each
+# program, asked under qemu-arm-static (--list); for amd64 they are this
+# machine's own.
 #
-# Usage: make-initramfs.sh [-t <tests folder>] <output> <prepared dir> <build dir> [fixture]...
+# Usage: make-initramfs.sh [-a amd64|armhf] [-t <tests folder>]
+#                          <output> <prepared dir> <build dir> [fixture]...
 # SPDX-License-Identifier: MIT
 set -eu
 
+arch=amd64
 tests=
-while getopts t: option; do
+while getopts a:t: option; do
     case $option in
+        a) arch=$OPTARG ;;
         t) tests=$OPTARG ;;
         *) exit 2 ;;
     esac
@@ -31,21 +38,45 @@ here=$(cd "$(dirname "$0")" && pwd)
 MTD_UTILS="ubidetach ubiattach ubimkvol ubiupdatevol ubinfo flash_erase"
 
 stage=$(mktemp -d)
-trap 'rm -rf "$stage"' EXIT
+trap 'rm -rf "$stage" "$stage.libraries"' EXIT
 for dir in bin usr/bin usr/sbin usr/lib proc sys dev tmp run mnt/apps fixtures \
     board/tests/scenarios board/tests/measurements; do
     mkdir -p "$stage/$dir"
 done
 
+# list_libraries <program>: the libraries it loads as the loader lists them,
+# "<name> => <file> (<address>)" each, and the loader as "<path> (<address>)"
+# or "<path> => <file> (<address>)".
+case $arch in
+    amd64)
+        userland=
+        list_libraries() { ldd "$1"; }
+        ;;
+    armhf)
+        # The prepared C library first, then the armhf libraries of this
+        # machine's multiarch packages (libfdt, libstdc++), then the cross
+        # compiler's runtime (the sanitizers').
+        userland=$prepared/root
+        library_path=$userland/lib/arm-linux-gnueabihf:/usr/lib/arm-linux-gnueabihf
+        library_path=$library_path:/usr/arm-linux-gnueabihf/lib
+        list_libraries() {
+            qemu-arm-static "$userland/lib/ld-linux-armhf.so.3" --library-path "$library_path" \
+                --list "$1"
+        }
+        ;;
+    *) echo "make-initramfs: no board for architecture $arch" >&2; exit 2 ;;
+esac
+
 # copy_program <program> <path in the guest>
 copy_program() {
     cp "$1" "$stage$2"
-    ldd "$1" | awk '$2 == "=>" && $3 ~ /^\// { print $3 } $1 ~ /^\// { print $1 }' |
-        while read -r library; do
-            case $library in
-                /lib/* | /lib64/* | /usr/lib/*) target=$library ;;
-                *) target=/usr/lib/$(basename "$library") ;; # ours, from the build tree
-            esac
+    list_libraries "$1" > "$stage.libraries" || {
+        echo "make-initramfs: cannot list the libraries of $1" >&2
+        exit 1
+    }
+    awk '$2 == "=>" && $3 ~ /^\// { print $3, ($1 ~ /^\// ? $1 : "/usr/lib/" $1) }
+        $1 ~ /^\// && $2 != "=>" { print $1, $1 }' "$stage.libraries" |
+        while read -r library target; do
             mkdir -p "$stage$(dirname "$target")"
             cp -L "$library" "$stage$target"
         done
@@ -55,9 +86,9 @@ copy_program() {
 # own shell would run its applets (gunzip) even where a wrapper comes first on
 # PATH.
 cp "$prepared/busybox" "$stage/bin/busybox"
-copy_program /bin/dash /bin/sh
+copy_program "$userland/bin/dash" /bin/sh
 for program in $MTD_UTILS; do
-    copy_program "/usr/sbin/$program" "/usr/sbin/$program"
+    copy_program "$userland/usr/sbin/$program" "/usr/sbin/$program"
 done
 cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update

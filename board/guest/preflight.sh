@@ -15,7 +15,7 @@
 #
 # Kernel parameters: fpu_os, fpu_app, fpu_from_os, fpu_from_app (names in
 # /fixtures), fpu_board, fpu_baseline. The exit status of the tool's run on
-# fpu_os and fpu_app goes to the second serial port as "status <n>".
+# fpu_os and fpu_app goes to the results port (fpu_results) as "status <n>".
 # SPDX-License-Identifier: MIT
 . /board/lib.sh
 
@@ -67,7 +67,8 @@ reset_board
 trap '[ ! -s "$WORK/failed" ] || cat "$REPORT"' EXIT
 cd "$FIXTURES" || exit 1
 demo_board "$RUNNING" "$BOARD"
-say "A board of id $BOARD running baseline $RUNNING with filesystems 0.9 and bootloader 2025.04."
+say "A board of id $BOARD ($(uname -m), Linux $(uname -r)) running baseline $RUNNING" \
+    "with filesystems 0.9 and bootloader 2025.04."
 if [ "${fpu_run:-}" = demo ]; then
     show firmpack-update
     show firmpack-update missing_os.img missing_app.img
@@ -89,7 +90,7 @@ say "Update administration before (dftool dump):"
 dftool dump
 say "The pair $OS $APP on baseline $RUNNING: baseline $((3 - RUNNING)) is written."
 show firmpack-update "$OS" "$APP"
-echo "status $status" > /dev/ttyS1
+echo "status $status" > "$fpu_results"
 afterwards
 [ "${fpu_run:-}" = demo ] || exit 0
 

@@ -4,14 +4,15 @@
 # board reset to a known state, in the folder of the fixture firmpacks. A
 # measurement is a shell script like a scenario: it sets the board up with
 # the words of lib.sh, times what it measures with timerun, and prints its
-# report. The reports go to the console and to the second serial port as
+# report. The reports go to the console and to the results port (fpu_results)
+# as
 #   === <name>
 #   <report>
 # and the run ends with "=== done <count>".
 # SPDX-License-Identifier: MIT
 . /board/tests/lib.sh
 
-results=/dev/ttyS1
+results=$fpu_results
 output=/run/measurement.out
 count=0
 for measurement in /board/tests/measurements/*.sh; do

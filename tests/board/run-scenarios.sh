@@ -1,7 +1,7 @@
 #!/bin/sh
 # Runs every scenario of /board/tests/scenarios (or those named, comma-separated, by
 # fpu_scenarios on the kernel command line), each on a board reset to a known
-# state. Each result goes to the second serial port as
+# state. Each result goes to the results port (fpu_results) as
 #   === <name>
 #   PASS | FAIL
 #   <report: run times, and what differed>
@@ -9,7 +9,7 @@
 # SPDX-License-Identifier: MIT
 . /board/tests/lib.sh
 
-results=/dev/ttyS1
+results=$fpu_results
 count=0
 for scenario in /board/tests/scenarios/*.sh; do
     scenario_name=$(basename "$scenario" .sh)

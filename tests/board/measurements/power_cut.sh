@@ -54,8 +54,14 @@ header() {
 }
 
 grep -q " $TRACE " /proc/mounts || mount -t tracefs tracefs "$TRACE"
-echo "p:dfwrite dataflash_sim:dataflash_write to=\$arg2:u64 len=\$arg3:u64" > \
-    "$TRACE/kprobe_events"
+# The offset and length of each call of the dataflash module's write function
+# (mtd, to, len, ...). 32-bit ARM passes the 64-bit offset in r2 and r3 (low
+# word first) and the length as the first word on the stack.
+case $(uname -m) in
+    arm*) arguments='to=%r2:u32 len=$stack0:u32' ;;
+    *) arguments='to=$arg2:u64 len=$arg3:u64' ;;
+esac
+echo "p:dfwrite dataflash_sim:dataflash_write $arguments" > "$TRACE/kprobe_events"
 echo 1 > "$TRACE/events/kprobes/dfwrite/enable"
 
 demo_board

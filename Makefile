@@ -105,9 +105,8 @@ arm-unit-test: arm
 # The ARM board's tool for the board scenarios, built like the native test
 # build with AddressSanitizer and UndefinedBehaviorSanitizer, which run on the
 # ARM kernel as they do natively: only what the board carries (the tool,
-# dftool, timerun), the scenarios' stream checker and the fixtures, not the unit
-# tests. Optimised (-O1), which
-# halves the tool's runs under emulation.
+# dftool, timerun), the scenarios' stream checker and the fixtures, not the
+# unit tests. Optimised (-O1), which halves the tool's runs under emulation.
 arm-test-build:
 	cmake -S . -B $(ARM_TEST_BUILD) $(ARM_TOOLCHAIN) -DCMAKE_BUILD_TYPE=Debug \
 		"-DCMAKE_CXX_FLAGS_DEBUG=-g -O1" -DFPU_SANITIZE=ON -DFPU_BUILD_BOARD=ON \

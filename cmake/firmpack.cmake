@@ -29,10 +29,10 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
 # with /incbin/("<name>"); they are removed once they are in the firmpack.
 # With KEYS, openssl makes each key anew in a key folder as mkimage wants it
 # (<hint>.key and <hint>.crt for RSA, <hint>.pem for ECDSA), mkimage signs the
-# .its with them and writes their public keys into KEY_FILE, made empty first
+# .its with them and writes their public keys into KEY_FILE, firmpack_made empty first
 # with room for them (Debian 12's mkimage cannot grow a key file that already
 # holds an ECDSA key, and writes an ECDSA key only beside an RSA one).
-# The file made (the stamp for a script) is appended to <list variable>.
+# The file firmpack_made (the stamp for a script) is appended to <list variable>.
 function(fpu_firmpack output)
     cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS;KEY_FILE" "DATA;DEPENDS;KEYS;ARGUMENTS" ${ARGN})
     get_filename_component(source ${ARG_SOURCE} ABSOLUTE)
@@ -46,7 +46,7 @@ function(fpu_firmpack output)
 
     get_filename_component(output_folder ${output} DIRECTORY)
     file(MAKE_DIRECTORY ${work} ${output_folder})
-    set(made ${output})
+    set(firmpack_made ${output})
     set(data_files)
     set(commands)
     foreach(item ${ARG_DATA})
@@ -60,7 +60,7 @@ function(fpu_firmpack output)
     set(key_commands)
     if(ARG_KEYS)
         fpu_firmpack_keys(${work}/keys ${ARG_KEY_FILE} ${ARG_KEYS})
-        list(APPEND made ${ARG_KEY_FILE})
+        list(APPEND firmpack_made ${ARG_KEY_FILE})
         set(sign -k ${work}/keys -K ${ARG_KEY_FILE} -r)
     endif()
     if(source_name MATCHES "\\.its$")
@@ -71,23 +71,25 @@ function(fpu_firmpack output)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E copy ${source} ${work}/
             COMMAND ${FPU_DTC} -q -I dts -O dtb -o ${output} ${work}/${source_name})
     else()
-        set(made ${work}/done)
+        set(firmpack_made ${work}/done)
         list(TRANSFORM FPU_PAIR_SETTINGS PREPEND --unset= OUTPUT_VARIABLE unset)
         list(APPEND ARG_DEPENDS ${PROJECT_SOURCE_DIR}/examples/build-pair.sh
             ${PROJECT_SOURCE_DIR}/examples/os.its ${PROJECT_SOURCE_DIR}/examples/app.its)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E env ${unset} ${epoch} sh ${source} ${output}
                     ${ARG_ARGUMENTS}
-            COMMAND ${CMAKE_COMMAND} -E touch ${made})
+            COMMAND ${CMAKE_COMMAND} -E touch ${firmpack_made})
     endif()
     list(PREPEND commands ${key_commands})
     if(data_files)
         list(APPEND commands COMMAND ${CMAKE_COMMAND} -E rm -f ${data_files})
     endif()
-    add_custom_command(OUTPUT ${made} ${commands}
+    add_custom_command(OUTPUT ${firmpack_made} ${commands}
         WORKING_DIRECTORY ${work} DEPENDS ${source} ${ARG_DEPENDS}
         COMMENT "Building ${output_name}" VERBATIM)
+    # The caller's list is read here, in the function's scope: a local of the
+    # same name would hide it (firmpack_made is named so that none does).
     if(ARG_OUTPUTS)
-        set(${ARG_OUTPUTS} ${${ARG_OUTPUTS}} ${made} PARENT_SCOPE)
+        set(${ARG_OUTPUTS} ${${ARG_OUTPUTS}} ${firmpack_made} PARENT_SCOPE)
     endif()
 endfunction()
 

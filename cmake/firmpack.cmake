@@ -29,10 +29,10 @@ set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER
 # with /incbin/("<name>"); they are removed once they are in the firmpack.
 # With KEYS, openssl makes each key anew in a key folder as mkimage wants it
 # (<hint>.key and <hint>.crt for RSA, <hint>.pem for ECDSA), mkimage signs the
-# .its with them and writes their public keys into KEY_FILE, firmpack_made empty first
+# .its with them and writes their public keys into KEY_FILE, made empty first
 # with room for them (Debian 12's mkimage cannot grow a key file that already
 # holds an ECDSA key, and writes an ECDSA key only beside an RSA one).
-# The file firmpack_made (the stamp for a script) is appended to <list variable>.
+# The file made (the stamp for a script) is appended to <list variable>.
 function(fpu_firmpack output)
     cmake_parse_arguments(ARG "" "SOURCE;OUTPUTS;KEY_FILE" "DATA;DEPENDS;KEYS;ARGUMENTS" ${ARGN})
     get_filename_component(source ${ARG_SOURCE} ABSOLUTE)

@@ -137,12 +137,14 @@ demo: deps
 	@./scripts/demo.sh $(BOARD_RELEASE_BUILD)
 
 # A pair of one's own on the simulated board, as the demo runs the sample pair:
-#   make preflight OS=<fp_os.img> APP=<fp_app.img> [BOARD=0x105] [BASELINE=1]
-#                  [FROM_OS=<fp_os.img> FROM_APP=<fp_app.img>]
-# (scripts/preflight.sh). The settings are checked before anything is built;
-# the exit status is the tool's on the pair.
+#   make preflight OS=<fp_os.img> APP=<fp_app.img> [BOARD=<id>] [BASELINE=1]
+#                  [FROM_OS=<fp_os.img> FROM_APP=<fp_app.img>] [KEYS=<keys.dtb>]
+# (scripts/preflight.sh). The settings are checked before anything is built.
+# The tool's exit status on the pair is its last line and in
+# board-preflight/status of the build; make's own is 0 when that is 0, else 2
+# (make has no other): run scripts/preflight.sh for the tool's status itself.
 PREFLIGHT = OS='$(OS)' APP='$(APP)' BOARD='$(BOARD)' BASELINE='$(BASELINE)' \
-	FROM_OS='$(FROM_OS)' FROM_APP='$(FROM_APP)' ./scripts/preflight.sh
+	FROM_OS='$(FROM_OS)' FROM_APP='$(FROM_APP)' KEYS='$(KEYS)' ./scripts/preflight.sh
 preflight:
 	@$(PREFLIGHT) check
 	@$(MAKE) --no-print-directory deps

@@ -8,13 +8,17 @@
 # Usage: preflight.sh check                          the settings, before a build
 #        preflight.sh preflight|demo <build dir> [fixture]...
 # The exit status of a preflight is the tool's on the pair (1 when the board
-# did not get that far), that of the demo the board VM's.
+# did not get that far), also written to <build dir>/board-preflight/status;
+# that of the demo the board VM's.
 # Settings, from the environment:
 #   OS, APP             the pair (required)
-#   BOARD               board id, 0x<hex> or decimal (0x105): brd_id_io and
-#                       brd_id_core on the board's kernel command line
+#   BOARD               board id, 0x<hex> or decimal: brd_id_io and
+#                       brd_id_core on the board's kernel command line (the
+#                       OS firmpack's only board when it has one, else 0x105)
 #   BASELINE            the baseline the board runs, 1 or 2 (1)
 #   FROM_OS, FROM_APP   a pair the board runs before (both or neither)
+#   KEYS                a key file (mkimage -K) the board holds, so that it
+#                       installs only pairs signed by its keys
 # The guest's memory grows with the firmpacks (FPU_BOARD_MEMORY overrides it);
 # the other settings of board/run-vm.sh apply.
 # SPDX-License-Identifier: MIT
@@ -39,6 +43,15 @@ if [ -n "${FROM_OS:-}${FROM_APP:-}" ]; then
     firmpack FROM_OS "${FROM_OS:-}" "FROM_OS and FROM_APP name the pair the board runs before"
     firmpack FROM_APP "${FROM_APP:-}" "FROM_OS and FROM_APP name the pair the board runs before"
 fi
+[ -z "${KEYS:-}" ] || firmpack KEYS "$KEYS" "the board's key file"
+mode=$1
+# Without BOARD, the board of the OS firmpack's only board configuration, read
+# once the packages are there (dtc's fdtget); before that, the check passes.
+if [ -z "${BOARD:-}" ] && [ "$mode" != check ]; then
+    boards=$(fdtget -l "$OS" /configurations 2> /dev/null |
+        sed -n 's/^board_0x\([0-9a-f]\{1,8\}\)\(@.*\)\{0,1\}$/0x\1/p')
+    if [ "$(echo "$boards" | wc -w)" -eq 1 ]; then BOARD=$boards; fi
+fi
 # The board id as the tool composes it, io << 8 | core, in 32 bits.
 BOARD=${BOARD:-0x105}
 case $BOARD in
@@ -54,7 +67,6 @@ case ${BASELINE:=1} in
     1 | 2) ;;
     *) error "BASELINE=$BASELINE: the board runs baseline 1 or 2" ;;
 esac
-mode=$1
 [ "$mode" != check ] || exit 0
 
 build=$(cd "$2" && pwd)
@@ -85,6 +97,7 @@ if [ -n "${FROM_OS:-}" ]; then
     stage from_os "$FROM_OS"
     stage from_app "$FROM_APP"
 fi
+[ -z "${KEYS:-}" ] || stage keys "$KEYS"
 
 # The firmpacks are in guest memory twice while the initramfs unpacks, and
 # their filesystems again in the simulated NAND (and in /tmp while gunzip
@@ -106,6 +119,9 @@ rm -rf "$stage"
 tool_status=$(tr -d '\r' < "$out/results.raw" | sed -n 's/^status //p')
 if [ -z "$tool_status" ]; then
     echo "preflight: the board did not run the tool on the pair (board VM status $status)" >&2
+    echo 1 > "$out/status"
     exit 1
 fi
+echo "$tool_status" > "$out/status"
+echo "preflight: the tool ended with exit status $tool_status (also in $out/status)"
 exit "$tool_status"

@@ -11,10 +11,11 @@
 # installs that pair, and the board restarts into what the boot loader then
 # starts. Before the run the update administration is shown; after it, the
 # update administration, what the boot loader starts next, and the version
-# files of the volumes in the baseline written.
+# files of the volumes in the baseline written. With fpu_keys the board holds
+# that key file and installs only pairs its keys signed.
 #
-# Kernel parameters: fpu_os, fpu_app, fpu_from_os, fpu_from_app (names in
-# /fixtures), fpu_board, fpu_baseline. The exit status of the tool's run on
+# Kernel parameters: fpu_os, fpu_app, fpu_from_os, fpu_from_app, fpu_keys
+# (names in /fixtures), fpu_board, fpu_baseline. The exit status of the tool's run on
 # fpu_os and fpu_app goes to the results port (fpu_results) as "status <n>".
 # SPDX-License-Identifier: MIT
 . /board/lib.sh
@@ -25,6 +26,7 @@ BOARD=${fpu_board:-0x105}
 RUNNING=${fpu_baseline:-1}
 FROM_OS=${fpu_from_os:-}
 FROM_APP=${fpu_from_app:-}
+KEYS=${fpu_keys:-}
 
 say() {
     printf '\n\033[1m%s\033[0m\n' "$*"
@@ -36,6 +38,27 @@ show() {
     "$@"
     status=$?
     echo "(exit status $status)"
+}
+
+# updated <firmpack> <firmpack>: show firmpack-update on the pair with its
+# status stream on, then say what it did, from the stream's last object.
+updated() {
+    exec 3> "$WORK/stream"
+    export FIRMPACK_UPDATE_STATUS_FD=3
+    show firmpack-update "$@"
+    unset FIRMPACK_UPDATE_STATUS_FD
+    exec 3>&-
+    last=$(tail -n 1 "$WORK/stream")
+    outcome=$(echo "$last" | sed -n 's/.*"outcome":"\([^"]*\)".*/\1/p')
+    phase=$(echo "$last" | sed -n 's/.*"phase":"\([^"]*\)".*/\1/p')
+    case $outcome:$phase in
+        completed:*) say "Updated: baseline $((3 - RUNNING)) written; the boot loader starts it next." ;;
+        "nothing to update":*) say "Nothing to update: the board holds this pair already." ;;
+        "legacy prepared":*) say "A legacy pair: the boot loader installs it at the next start." ;;
+        failed:hashes | failed:acceptance | failed:start)
+            say "Refused (exit status $status): nothing on the board was written." ;;
+        *) say "Failed in its $phase step (exit status $status): see the update administration below." ;;
+    esac
 }
 
 # restart: what a restart changes for the tool, into the baseline that the
@@ -69,6 +92,10 @@ cd "$FIXTURES" || exit 1
 demo_board "$RUNNING" "$BOARD"
 say "A board of id $BOARD ($(uname -m), Linux $(uname -r)) running baseline $RUNNING" \
     "with filesystems 0.9 and bootloader 2025.04."
+if [ -n "$KEYS" ]; then
+    key_file "$KEYS"
+    say "Its key file $KEY_FILE is $KEYS: it installs only pairs signed by its keys."
+fi
 if [ "${fpu_run:-}" = demo ]; then
     show firmpack-update
     show firmpack-update missing_os.img missing_app.img
@@ -88,8 +115,8 @@ fi
 
 say "Update administration before (dftool dump):"
 dftool dump
-say "The pair $OS $APP on baseline $RUNNING: baseline $((3 - RUNNING)) is written."
-show firmpack-update "$OS" "$APP"
+say "The pair $OS $APP on baseline $RUNNING."
+updated "$OS" "$APP"
 echo "status $status" > "$fpu_results"
 afterwards
 [ "${fpu_run:-}" = demo ] || exit 0

@@ -12,7 +12,8 @@ set(FPU_FIRMPACK_EPOCH 1700000000)
 # What examples/build-pair.sh takes from the environment. Dropped before a
 # script runs, so that a developer's own settings never reach a build.
 set(FPU_PAIR_SETTINGS OS_VERSION APP_NAME ROOTFS_VERSION APPS_VERSION BOOTLOADER_VERSION
-    BOOTLOADER_SIZE ROOTFS_FILL APPS_FILL MAX_LEBS PARTITION_ID MIN_IO_SIZE LEB_SIZE)
+    BOOTLOADER_SIZE ROOTFS_FILL APPS_FILL MAX_LEBS PARTITION_ID MIN_IO_SIZE LEB_SIZE KEYS KEY_NAME
+    SIGN_ALGO)
 
 # fpu_firmpack(<output> SOURCE <source> [DATA <name>:<size>...] [DEPENDS <file>...]
 #              [KEYS <hint>:<rsa2048|rsa3072|rsa4096|ecdsa256>... KEY_FILE <file>]

@@ -205,9 +205,9 @@ void print_check_json(FILE* out, const pair_check& check, check_verdict verdict)
     json_object_object_add(document, "boards", boards);
     json_object_object_add(document, "errors", findings_json(check, FINDING_FAILS));
     json_object_object_add(document, "warnings", findings_json(check, FINDING_WARNS));
+    // One line, as a pipeline reads it.
     fprintf(out, "%s\n",
-            json_object_to_json_string_ext(document, JSON_C_TO_STRING_PRETTY |
-                                                         JSON_C_TO_STRING_SPACED |
+            json_object_to_json_string_ext(document, JSON_C_TO_STRING_SPACED |
                                                          JSON_C_TO_STRING_NOSLASHESCAPE));
     json_object_put(document);
 }

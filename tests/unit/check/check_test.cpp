@@ -73,6 +73,7 @@ TEST(FirmpackCheck, EachRuleFindsWithItsWeight)
         {bytes("/images/fdt@1", "data", std::string("\0\0\0\2", 4)), SAME, {}, CHECK_LEGACY,
          "(00 00 00 02) where the text of a number belongs: the tool reads it as 0"},
         {SAME, text("/", DESC, "R5.1"), {}, REFUSED, "'R5.1', has no colon"},
+        {SAME, text("/", DESC, "apps:R5.0"), {}, REFUSED, "names 'R5.0' after its first colon"},
         {SAME, text("/configurations/board_0x0300", "filesystem", "apps"), {}, CHECK_WARNINGS,
          "board 0x0300 is defined in app.img but not in os.img"},
         {SAME, SAME, {"conf-1", "board_0x312"}, REFUSED,
@@ -117,14 +118,14 @@ TEST(FirmpackCheck, CommandLine)
     struct run_case {
         std::vector<std::string> arguments;
         int status;
-        const char* found; // in what it printed
+        std::string found; // in what it printed
     };
     const run_case runs[] = {
         {{os, app}, 0, "verdict: installable (exit status 0)"},
         {{"--json", "--board", "0x300", os, app},
          1,
          "\"reason\": \"Invalid firmpack for this board (Board 0x0300 not defined)\""},
-        {{app, os}, 1, "the firmpacks are swapped"},
+        {{app, os}, 1, "error: " + app + ", given first, names no partition-ID package"},
         {{os, os}, 1, "it is an OS firmpack where the APP firmpack is expected"},
         {{sample_path("fp_os_legacy.img"), app},
          2,
@@ -134,7 +135,7 @@ TEST(FirmpackCheck, CommandLine)
           dir.write("installed", "bootloader=bootloader 2026.10\nrootfs=R5.1\napps=R5.0\n"), os,
           app},
          0,
-         "\"update\": true"},
+         "\"update\": true } } }"},
         {{dir.write("head.img", head), app}, 1, "head.img is corrupt, stopping upgrade"},
         {{os, dir.write("text.img", "not a firmpack")}, 1, "text.img is corrupt"},
         {{os}, 64, "two firmpacks"},

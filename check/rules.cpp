@@ -293,16 +293,19 @@ void explain_partition_id_data(const firmpack_pair& pair, std::vector<finding>* 
     if (readable && isdigit(data[0])) {
         return; // the number of another partitioning
     }
+    const std::string held = size == 0 ? "no bytes"
+                                       : format("%u byte%s (%s)", size, size == 1 ? "" : "s",
+                                                hex_bytes(data, size).c_str());
     const std::string read_as = readable ? format("the tool reads it as %d", pair.partition_id)
                                          : format("the tool reads 1 to %u", PARTITION_ID_MAX_SIZE);
     add_finding(findings, FINDING_WARNS,
-                format("partition-ID package '%s' holds %u bytes (%s) where the text of a number "
-                       "belongs: %s and takes the pair for legacy. For the current partitioning "
-                       "its data must be the text \"%d\": data = \"%d\" in the .its (<%d> gives "
-                       "four binary bytes)",
-                       fdt_get_name(pair.os.fit, pair.fdt_image, nullptr), size,
-                       hex_bytes(data, size).c_str(), read_as.c_str(), CURRENT_PARTITIONING,
-                       CURRENT_PARTITIONING, CURRENT_PARTITIONING));
+                format("partition-ID package '%s' holds %s where the text of a number belongs: %s "
+                       "and takes the pair for legacy. For the current partitioning its data must "
+                       "be the text \"%d\": data = \"%d\" in the .its (<%d> gives four binary "
+                       "bytes)",
+                       fdt_get_name(pair.os.fit, pair.fdt_image, nullptr), held.c_str(),
+                       read_as.c_str(), CURRENT_PARTITIONING, CURRENT_PARTITIONING,
+                       CURRENT_PARTITIONING));
 }
 
 void explain_partition_id_lookalike(const firmpack_pair& pair, std::vector<finding>* findings)
@@ -339,8 +342,9 @@ void find_hash_records(const firmpack_input& firmpack, std::vector<finding>* fin
         {
             const char* node = fdt_get_name(fit, hash, nullptr);
             const char* algo = nullptr;
-            hashed = hashed || firmpack_is_hash_node(node);
-            if (!firmpack_is_hash_node(node) || firmpack_get_hash_algo(fit, hash, &algo) != 0 ||
+            const bool hash_node = firmpack_is_hash_node(node);
+            hashed = hashed || hash_node;
+            if (!hash_node || firmpack_get_hash_algo(fit, hash, &algo) != 0 ||
                 firmpack_hash_known(algo)) {
                 continue;
             }

@@ -6,11 +6,74 @@
 #include "firmpack/fit.h"
 #include "ubi/version.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <libfdt.h>
+#include <string_view>
+#include <unistd.h>
 
 namespace {
+
+// The tool's progress lines; a refusal's own lines are the others.
+constexpr std::string_view PROGRESS_PREFIX = "## ";
+
+// Standard output sent to a temporary file for a while, and where it went.
+struct output_capture {
+    FILE* file;
+    int saved;
+};
+
+output_capture begin_capture()
+{
+    fflush(stdout);
+    output_capture capture{tmpfile(), -1};
+    if (capture.file != nullptr) {
+        capture.saved = dup(STDOUT_FILENO);
+    }
+    if (capture.saved >= 0 && dup2(fileno(capture.file), STDOUT_FILENO) < 0) {
+        close(capture.saved);
+        capture.saved = -1;
+    }
+    return capture;
+}
+
+// Standard output back where it went, with what was captured passed on to it;
+// returns that text (empty when nothing could be captured).
+std::string end_capture(output_capture* capture)
+{
+    fflush(stdout);
+    std::string text;
+    if (capture->saved >= 0) {
+        dup2(capture->saved, STDOUT_FILENO);
+        close(capture->saved);
+        rewind(capture->file);
+        char block[BUFSIZ];
+        for (std::size_t got; (got = fread(block, 1, sizeof block, capture->file)) > 0;) {
+            text.append(block, got);
+        }
+        fwrite(text.data(), 1, text.size(), stdout);
+    }
+    if (capture->file != nullptr) {
+        fclose(capture->file);
+    }
+    return text;
+}
+
+// The lines of a refusal, without the progress lines before them.
+std::string refusal_lines(const std::string& printed)
+{
+    std::string lines;
+    for (std::size_t start = 0; start < printed.size();) {
+        const std::size_t end = std::min(printed.find('\n', start), printed.size());
+        const std::string_view line(printed.data() + start, end - start);
+        if (!line.starts_with(PROGRESS_PREFIX)) {
+            lines.append(lines.empty() ? "" : "\n").append(line);
+        }
+        start = end + 1;
+    }
+    return lines;
+}
 
 // Whether the tool would install a filesystem package over a version file of
 // this text, as it composes and compares them.
@@ -40,9 +103,14 @@ board_finding check_board(const pair_check& check, uint32_t board_id,
 {
     printf("== board 0x%04x\n", board_id);
     board_finding board{
-        check.pair, PAIR_REFUSED, 0, {UPDATE_UNKNOWN, UPDATE_UNKNOWN, UPDATE_UNKNOWN}};
+        check.pair, PAIR_REFUSED, 0, {UPDATE_UNKNOWN, UPDATE_UNKNOWN, UPDATE_UNKNOWN}, "", false};
     board.pair.board_id = board_id;
+    output_capture capture = begin_capture();
     board.verdict = accept_board(&board.pair, &board.result);
+    const std::string printed = end_capture(&capture);
+    if (board.verdict == PAIR_REFUSED) {
+        board.reason = refusal_lines(printed);
+    }
     if (board.verdict == PAIR_ACCEPTED && installed.known) {
         compare_with_installed(&board, installed);
     }
@@ -85,18 +153,22 @@ void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
 {
     check->intact = accept_firmpacks(&check->pair) == 0;
     // A hash algorithm the tool does not compute is why it refuses a pair.
-    warn_unsupported_hashes(check->pair.os, &check->warnings);
-    warn_unsupported_hashes(check->pair.app, &check->warnings);
+    find_hash_records(check->pair.os, &check->findings);
+    find_hash_records(check->pair.app, &check->findings);
     if (!check->intact) {
         return;
     }
-    warn_unmatched_boards(check->pair, &check->warnings);
+    find_unmatched_boards(check->pair, &check->findings);
     const std::vector<uint32_t> boards =
         board_ids.empty() ? firmpack_board_ids(check->pair.os.fit) : board_ids;
+    if (boards.empty()) {
+        explain_no_board(check->pair, &check->findings);
+    }
     for (uint32_t board_id : boards) {
-        check->boards.push_back(check_board(*check, board_id, installed));
-        warn_partition_id_lookalike(check->boards.back(), &check->warnings);
-        warn_packages(check->boards.back(), &check->warnings);
+        board_finding board = check_board(*check, board_id, installed);
+        explain_verdict(board, &check->findings);
+        board.fails_on_board = check_packages(board, &check->findings);
+        check->boards.push_back(board);
     }
 }
 
@@ -105,7 +177,12 @@ check_verdict pair_verdict_of(const pair_check& check)
     if (!check.intact || check.boards.empty()) {
         return CHECK_REFUSED;
     }
-    check_verdict verdict = check.warnings.empty() ? CHECK_INSTALLABLE : CHECK_WARNINGS;
+    for (const finding& found : check.findings) {
+        if (found.weight == FINDING_FAILS) {
+            return CHECK_REFUSED;
+        }
+    }
+    check_verdict verdict = check.findings.empty() ? CHECK_INSTALLABLE : CHECK_WARNINGS;
     for (const board_finding& board : check.boards) {
         if (board.verdict == PAIR_REFUSED) {
             return CHECK_REFUSED;

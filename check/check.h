@@ -36,24 +36,40 @@ struct board_finding {
     int result; // the tool's result for a refusal
     // Per package role: 1 would be updated, 0 unchanged, UPDATE_UNKNOWN.
     std::array<int, PACKAGE_ROLES> update;
+    std::string reason;  // for a refusal, the lines the tool printed for it
+    bool fails_on_board; // accepted, but the update then fails on the board
+};
+
+// How much a finding weighs: whether the update goes wrong on the board, or
+// goes through with something left to fix.
+enum finding_weight : int {
+    FINDING_FAILS, // the board refuses the pair, or its update fails
+    FINDING_WARNS, // the board installs the pair, but something misbehaves or is unproven
+};
+
+// What is wrong, what the board does with it, and how to fix it.
+struct finding {
+    finding_weight weight;
+    std::string text;
 };
 
 struct pair_check {
     firmpack_pair pair; // the two firmpacks, for no board yet
     bool intact;        // both firmpacks whole, with every hash record right
     std::vector<board_finding> boards;
-    std::vector<std::string> warnings;
+    std::vector<finding> findings;
 };
 
 // Runs the tool's checks on a pair, printing the tool's own lines: both
 // firmpacks whole and intact, then for each board (every board of the OS
 // firmpack when board_ids is empty) the board's acceptance and packages.
-// Adds the warnings of check/rules.h.
+// Adds the findings of check/rules.h.
 void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
                 const installed_state& installed);
 
 // The verdict on the whole pair: the worst of its boards, refused when it has
-// none, and installable with warnings when there are any.
+// none or when a finding fails on the board, installable with warnings when
+// there are only warnings.
 [[nodiscard]] check_verdict pair_verdict_of(const pair_check& check);
 
 // The ids of the boards that a firmpack has configurations for, "board_0x<hex>".

@@ -20,9 +20,11 @@ constexpr int EXIT_USAGE = 64;
 constexpr const char* USAGE =
     "Usage: firmpack-check [--board 0xNNN] [--installed FILE] [--json] <fp_os.img> <fp_app.img>\n"
     "       firmpack-check --version\n"
-    "Checks a firmpack pair as the update tool on the board would, and warns about\n"
-    "what would fail or misbehave later. Exit status: 0 installable, 1 refused,\n"
-    "2 legacy (left to the boot loader), 3 installable with warnings, 64 wrong use.\n";
+    "Checks a firmpack pair as the update tool on the board would, and names each\n"
+    "rule it breaks with the fix: errors where the board refuses it or its update\n"
+    "fails, warnings where it only misbehaves. Exit status: 0 installable,\n"
+    "1 refused, 2 legacy (left to the boot loader), 3 installable with warnings,\n"
+    "64 wrong use.\n";
 
 struct options {
     std::vector<uint32_t> boards;

@@ -3,7 +3,14 @@
 
 #include "firmpack/fit.h"
 
+#include <json-c/json.h>
+
 namespace {
+
+constexpr const char* LEGACY_CONSEQUENCE =
+    "the board erases its Linux update administration and leaves the update to the boot loader";
+constexpr const char* FAILS_ON_BOARD =
+    "the tool accepts the pair, then the update fails on the board";
 
 constexpr const char* ROLE_NAMES[PACKAGE_ROLES] = {"bootloader", "rootfs", "apps"};
 
@@ -22,17 +29,17 @@ const char* verdict_name(check_verdict verdict)
     return "";
 }
 
-const char* board_verdict_name(pair_verdict verdict)
+const char* board_verdict_name(const board_finding& board)
 {
-    switch (verdict) {
+    switch (board.verdict) {
     case PAIR_REFUSED:
         return "refused";
     case PAIR_LEGACY:
         return "legacy";
     case PAIR_ACCEPTED:
-        return "installable";
+        break;
     }
-    return "";
+    return board.fails_on_board ? "refused" : "installable";
 }
 
 const char* legacy_reason_text(legacy_reason reason)
@@ -64,13 +71,14 @@ const char* compression_text(const firmpack_package& package)
 
 void print_board_text(FILE* out, const board_finding& board)
 {
-    fprintf(out, "board 0x%04x: %s", board.pair.board_id, board_verdict_name(board.verdict));
+    fprintf(out, "board 0x%04x: %s", board.pair.board_id, board_verdict_name(board));
     if (board.verdict == PAIR_REFUSED) {
         fprintf(out, " (the tool ends with result %d)", board.result);
     } else if (board.verdict == PAIR_LEGACY) {
-        fprintf(out, ": %s", legacy_reason_text(board.pair.legacy));
+        fprintf(out, ": %s; %s", legacy_reason_text(board.pair.legacy), LEGACY_CONSEQUENCE);
     } else {
-        fprintf(out, " (partition ID %d)", board.pair.partition_id);
+        fprintf(out, " (%s%spartition ID %d)", board.fails_on_board ? FAILS_ON_BOARD : "",
+                board.fails_on_board ? "; " : "", board.pair.partition_id);
     }
     fprintf(out, "\n");
     if (board.verdict != PAIR_ACCEPTED) {
@@ -84,56 +92,83 @@ void print_board_text(FILE* out, const board_finding& board)
     }
 }
 
-// A JSON string: quotes, backslashes and control characters escaped.
-void print_json_string(FILE* out, const char* text)
+void add_string(json_object* object, const char* key, const char* text)
 {
-    fputc('"', out);
-    for (const char* c = text; *c != '\0'; ++c) {
-        const auto byte = static_cast<unsigned char>(*c);
-        if (byte == '"' || byte == '\\') {
-            fprintf(out, "\\%c", byte);
-        } else if (byte < 0x20) {
-            fprintf(out, "\\u%04x", byte);
-        } else {
-            fputc(byte, out);
-        }
+    json_object_object_add(object, key, json_object_new_string(text));
+}
+
+void add_int(json_object* object, const char* key, int64_t number)
+{
+    json_object_object_add(object, key, json_object_new_int64(number));
+}
+
+json_object* package_json(const firmpack_package& package, int update)
+{
+    json_object* object = json_object_new_object();
+    add_string(object, "name", package.name);
+    add_string(object, "description", package.description);
+    add_string(object, "compression", compression_text(package));
+    add_int(object, "size", package.size);
+    // null: what the board holds is not known
+    json_object_object_add(object, "update",
+                           update == UPDATE_UNKNOWN ? nullptr : json_object_new_boolean(update));
+    return object;
+}
+
+// Why a board is not installable: the tool's own lines for a refusal.
+std::string board_reason(const board_finding& board)
+{
+    switch (board.verdict) {
+    case PAIR_REFUSED:
+        return board.reason;
+    case PAIR_LEGACY:
+        return std::string(legacy_reason_text(board.pair.legacy)) + "; " + LEGACY_CONSEQUENCE;
+    case PAIR_ACCEPTED:
+        break;
     }
-    fputc('"', out);
+    return board.fails_on_board ? FAILS_ON_BOARD : "";
 }
 
-void print_package_json(FILE* out, const firmpack_package& package, int update)
+json_object* board_json(const board_finding& board)
 {
-    fprintf(out, "{\"name\": ");
-    print_json_string(out, package.name);
-    fprintf(out, ", \"description\": ");
-    print_json_string(out, package.description);
-    fprintf(out, ", \"compression\": \"%s\", \"size\": %u, \"update\": %s}",
-            compression_text(package), package.size,
-            update == UPDATE_UNKNOWN ? "null"
-            : update != 0            ? "true"
-                                     : "false");
-}
-
-void print_board_json(FILE* out, const board_finding& board)
-{
-    fprintf(out, "{\"board\": \"0x%04x\", \"verdict\": \"%s\", \"result\": %d", board.pair.board_id,
-            board_verdict_name(board.verdict), board.result);
+    json_object* object = json_object_new_object();
+    char id[sizeof "0x" + 8];
+    snprintf(id, sizeof id, "0x%04x", board.pair.board_id);
+    add_string(object, "board", id);
+    add_string(object, "verdict", board_verdict_name(board));
+    add_int(object, "result", board.result);
+    const std::string reason = board_reason(board);
+    if (!reason.empty()) {
+        add_string(object, "reason", reason.c_str());
+    }
     if (board.pair.partition_id >= 0) {
-        fprintf(out, ", \"partition_id\": %d", board.pair.partition_id);
+        add_int(object, "partition_id", board.pair.partition_id);
     }
     if (board.verdict == PAIR_LEGACY) {
-        fprintf(out, ", \"legacy\": \"%s\"", legacy_reason_text(board.pair.legacy));
+        add_string(object, "legacy", legacy_reason_text(board.pair.legacy));
     }
     if (board.verdict == PAIR_ACCEPTED) {
-        fprintf(out, ", \"packages\": {");
+        json_object* packages = json_object_new_object();
         for (int role = 0; role < PACKAGE_ROLES; ++role) {
-            fprintf(out, "%s\"%s\": ", role == 0 ? "" : ", ", ROLE_NAMES[role]);
-            print_package_json(out, package_in(board.pair, static_cast<package_role>(role)),
-                               board.update[static_cast<std::size_t>(role)]);
+            json_object_object_add(
+                packages, ROLE_NAMES[role],
+                package_json(package_in(board.pair, static_cast<package_role>(role)),
+                             board.update[static_cast<std::size_t>(role)]));
         }
-        fprintf(out, "}");
+        json_object_object_add(object, "packages", packages);
     }
-    fprintf(out, "}");
+    return object;
+}
+
+json_object* findings_json(const pair_check& check, finding_weight weight)
+{
+    json_object* texts = json_object_new_array();
+    for (const finding& found : check.findings) {
+        if (found.weight == weight) {
+            json_object_array_add(texts, json_object_new_string(found.text.c_str()));
+        }
+    }
+    return texts;
 }
 
 } // namespace
@@ -144,28 +179,35 @@ void print_check_text(FILE* out, const pair_check& check, check_verdict verdict)
     for (const board_finding& board : check.boards) {
         print_board_text(out, board);
     }
-    for (const std::string& warning : check.warnings) {
-        fprintf(out, "warning: %s\n", warning.c_str());
+    for (const finding_weight weight : {FINDING_FAILS, FINDING_WARNS}) {
+        for (const finding& found : check.findings) {
+            if (found.weight == weight) {
+                fprintf(out, "%s: %s\n", weight == FINDING_FAILS ? "error" : "warning",
+                        found.text.c_str());
+            }
+        }
     }
     fprintf(out, "verdict: %s (exit status %d)\n", verdict_name(verdict), verdict);
 }
 
 void print_check_json(FILE* out, const pair_check& check, check_verdict verdict)
 {
-    fprintf(out, "{\"os\": ");
-    print_json_string(out, check.pair.os.display_name);
-    fprintf(out, ", \"app\": ");
-    print_json_string(out, check.pair.app.display_name);
-    fprintf(out, ", \"verdict\": \"%s\", \"exit_status\": %d, \"hashes_ok\": %s, \"boards\": [",
-            verdict_name(verdict), verdict, check.intact ? "true" : "false");
-    for (std::size_t i = 0; i < check.boards.size(); ++i) {
-        fprintf(out, "%s", i == 0 ? "" : ", ");
-        print_board_json(out, check.boards[i]);
+    json_object* document = json_object_new_object();
+    add_string(document, "os", check.pair.os.display_name);
+    add_string(document, "app", check.pair.app.display_name);
+    add_string(document, "verdict", verdict_name(verdict));
+    add_int(document, "exit_status", verdict);
+    json_object_object_add(document, "hashes_ok", json_object_new_boolean(check.intact));
+    json_object* boards = json_object_new_array();
+    for (const board_finding& board : check.boards) {
+        json_object_array_add(boards, board_json(board));
     }
-    fprintf(out, "], \"warnings\": [");
-    for (std::size_t i = 0; i < check.warnings.size(); ++i) {
-        fprintf(out, "%s", i == 0 ? "" : ", ");
-        print_json_string(out, check.warnings[i].c_str());
-    }
-    fprintf(out, "]}\n");
+    json_object_object_add(document, "boards", boards);
+    json_object_object_add(document, "errors", findings_json(check, FINDING_FAILS));
+    json_object_object_add(document, "warnings", findings_json(check, FINDING_WARNS));
+    // One line, as a pipeline reads it.
+    fprintf(out, "%s\n",
+            json_object_to_json_string_ext(document, JSON_C_TO_STRING_SPACED |
+                                                         JSON_C_TO_STRING_NOSLASHESCAPE));
+    json_object_put(document);
 }

@@ -1,5 +1,6 @@
 // What firmpack-check prints after the tool's own lines: a summary per board,
-// the warnings and the verdict, as text or as one JSON document.
+// the findings (errors, then warnings) and the verdict, as text or as one JSON
+// document.
 // SPDX-License-Identifier: MIT
 #pragma once
 

@@ -1,20 +1,30 @@
-// The traps that the tool's acceptance checks let through, or that surprise on
-// the board: each rule adds a warning text that says what would happen.
+// The rules a pair must meet, as findings: each says what is wrong, what the
+// board does with it, and how to fix it. A finding fails when the board
+// refuses the pair or its update fails; it warns when the update goes
+// through with something left to fix.
 // SPDX-License-Identifier: MIT
 #pragma once
 
 #include "check/check.h"
 
-// Hash records with an algorithm the tool does not compute, in a firmpack
-// that passes the structure check.
-void warn_unsupported_hashes(const firmpack_input& firmpack, std::vector<std::string>* warnings);
+// Hash records with an algorithm the tool does not compute (fails), and
+// images without any hash record (warns), in a firmpack that passes the
+// structure check.
+void find_hash_records(const firmpack_input& firmpack, std::vector<finding>* findings);
 
-// Boards that one firmpack defines and the other does not.
-void warn_unmatched_boards(const firmpack_pair& pair, std::vector<std::string>* warnings);
+// Boards that one firmpack defines and the other does not (warns).
+void find_unmatched_boards(const firmpack_pair& pair, std::vector<finding>* findings);
 
-// An FDT package described as the partition ID in other letter case or blanks.
-void warn_partition_id_lookalike(const board_finding& board, std::vector<std::string>* warnings);
+// An OS firmpack with no board configuration at all: the configurations it
+// has, and the name each board needs (fails).
+void explain_no_board(const firmpack_pair& pair, std::vector<finding>* findings);
+
+// Why the board refuses the pair or takes it for legacy, and the fix: a
+// missing board configuration, swapped firmpacks, versions that do not pair;
+// a partition ID that is not the text "2", or only looks like one.
+void explain_verdict(const board_finding& board, std::vector<finding>* findings);
 
 // The packages of an accepted board: filesystem descriptions, compression and
-// content, and the bootloader's size and description.
-void warn_packages(const board_finding& board, std::vector<std::string>* warnings);
+// content, the bootloader's size and description. True when the update would
+// fail on the board.
+[[nodiscard]] bool check_packages(const board_finding& board, std::vector<finding>* findings);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "check/check.h"
 
+#include "acceptance/signed.h"
 #include "check/rules.h"
 #include "dataflash/layout.h"
 #include "firmpack/fit.h"
@@ -153,8 +154,13 @@ void check_pair(pair_check* check, const std::vector<uint32_t>& board_ids,
 {
     check->intact = accept_firmpacks(&check->pair) == 0;
     // A hash algorithm the tool does not compute is why it refuses a pair.
-    find_hash_records(check->pair.os, &check->findings);
-    find_hash_records(check->pair.app, &check->findings);
+    const hash_set set = key_file_present(check->pair.key_file) ? HASHES_SIGNED : HASHES_UNSIGNED;
+    find_hash_records(check->pair.os, set, &check->findings);
+    find_hash_records(check->pair.app, set, &check->findings);
+    if (check->pair.key_file == nullptr) {
+        find_unchecked_signatures(check->pair.os, &check->findings);
+        find_unchecked_signatures(check->pair.app, &check->findings);
+    }
     if (!check->intact) {
         return;
     }
@@ -182,7 +188,10 @@ check_verdict pair_verdict_of(const pair_check& check)
             return CHECK_REFUSED;
         }
     }
-    check_verdict verdict = check.findings.empty() ? CHECK_INSTALLABLE : CHECK_WARNINGS;
+    const bool warned =
+        std::any_of(check.findings.begin(), check.findings.end(),
+                    [](const finding& found) { return found.weight == FINDING_WARNS; });
+    check_verdict verdict = warned ? CHECK_WARNINGS : CHECK_INSTALLABLE;
     for (const board_finding& board : check.boards) {
         if (board.verdict == PAIR_REFUSED) {
             return CHECK_REFUSED;

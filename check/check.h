@@ -45,6 +45,7 @@ struct board_finding {
 enum finding_weight : int {
     FINDING_FAILS, // the board refuses the pair, or its update fails
     FINDING_WARNS, // the board installs the pair, but something misbehaves or is unproven
+    FINDING_NOTES, // what the check did not look at; the verdict is as without it
 };
 
 // What is wrong, what the board does with it, and how to fix it.
@@ -54,7 +55,7 @@ struct finding {
 };
 
 struct pair_check {
-    firmpack_pair pair; // the two firmpacks, for no board yet
+    firmpack_pair pair; // the two firmpacks and the key file, for no board yet
     bool intact;        // both firmpacks whole, with every hash record right
     std::vector<board_finding> boards;
     std::vector<finding> findings;

@@ -18,17 +18,20 @@ namespace {
 constexpr int EXIT_USAGE = 64;
 
 constexpr const char* USAGE =
-    "Usage: firmpack-check [--board 0xNNN] [--installed FILE] [--json] <fp_os.img> <fp_app.img>\n"
+    "Usage: firmpack-check [--board 0xNNN] [--installed FILE] [--keys FILE] [--json]\n"
+    "                      <fp_os.img> <fp_app.img>\n"
     "       firmpack-check --version\n"
     "Checks a firmpack pair as the update tool on the board would, and names each\n"
     "rule it breaks with the fix: errors where the board refuses it or its update\n"
     "fails, warnings where it only misbehaves. Exit status: 0 installable,\n"
     "1 refused, 2 legacy (left to the boot loader), 3 installable with warnings,\n"
-    "64 wrong use.\n";
+    "64 wrong use. With --keys, the pair is checked as a board with that key file\n"
+    "checks it: only what its keys signed is installed.\n";
 
 struct options {
     std::vector<uint32_t> boards;
     const char* installed_file = nullptr;
+    const char* key_file = nullptr;
     bool json = false;
     const char* os_path = nullptr;
     const char* app_path = nullptr;
@@ -64,6 +67,8 @@ int parse_options(int argc, char** argv, options* chosen)
             chosen->boards.push_back(board);
         } else if (strcmp(argv[i], "--installed") == 0 && has_value) {
             chosen->installed_file = argv[++i];
+        } else if (strcmp(argv[i], "--keys") == 0 && has_value) {
+            chosen->key_file = argv[++i];
         } else if (strcmp(argv[i], "--version") == 0) {
             printf("firmpack-check %s\n", FPU_VERSION);
             exit(0);
@@ -138,6 +143,7 @@ int main(int argc, char** argv)
     }
     guard_mapped_files();
     pair_check check{};
+    check.pair.key_file = chosen.key_file;
     if (!map_firmpack(chosen.os_path, &check.pair.os) ||
         !map_firmpack(chosen.app_path, &check.pair.app)) {
         return CHECK_REFUSED;

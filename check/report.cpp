@@ -7,6 +7,10 @@
 
 namespace {
 
+// How the text output starts each finding, by its weight.
+constexpr const char* FINDING_LABELS[] = {"error", "warning", "note"};
+static_assert(FINDING_NOTES == 2);
+
 constexpr const char* LEGACY_CONSEQUENCE =
     "the board erases its Linux update administration and leaves the update to the boot loader";
 constexpr const char* FAILS_ON_BOARD =
@@ -179,11 +183,10 @@ void print_check_text(FILE* out, const pair_check& check, check_verdict verdict)
     for (const board_finding& board : check.boards) {
         print_board_text(out, board);
     }
-    for (const finding_weight weight : {FINDING_FAILS, FINDING_WARNS}) {
+    for (const finding_weight weight : {FINDING_FAILS, FINDING_WARNS, FINDING_NOTES}) {
         for (const finding& found : check.findings) {
             if (found.weight == weight) {
-                fprintf(out, "%s: %s\n", weight == FINDING_FAILS ? "error" : "warning",
-                        found.text.c_str());
+                fprintf(out, "%s: %s\n", FINDING_LABELS[weight], found.text.c_str());
             }
         }
     }
@@ -205,6 +208,7 @@ void print_check_json(FILE* out, const pair_check& check, check_verdict verdict)
     json_object_object_add(document, "boards", boards);
     json_object_object_add(document, "errors", findings_json(check, FINDING_FAILS));
     json_object_object_add(document, "warnings", findings_json(check, FINDING_WARNS));
+    json_object_object_add(document, "notes", findings_json(check, FINDING_NOTES));
     // One line, as a pipeline reads it.
     fprintf(out, "%s\n",
             json_object_to_json_string_ext(document, JSON_C_TO_STRING_SPACED |

@@ -15,6 +15,7 @@
 #include <cstdio>
 #include <cstring>
 #include <libfdt.h>
+#include <string_view>
 #include <zlib.h>
 
 namespace {
@@ -59,7 +60,9 @@ constexpr const char* BOARD_CONFIG_RULE =
 // The name the tool looks a board's configuration up by.
 std::string board_config_name(uint32_t board_id)
 {
-    return format("board_0x%4.4x", board_id);
+    char name[BOARD_CONFIG_NAME_SIZE];
+    firmpack_board_config_name(board_id, name);
+    return name;
 }
 
 // The configurations of a firmpack, each with what is wrong with its name.
@@ -325,7 +328,29 @@ void explain_partition_id_lookalike(const firmpack_pair& pair, std::vector<findi
 
 } // namespace
 
-void find_hash_records(const firmpack_input& firmpack, std::vector<finding>* findings)
+void find_unchecked_signatures(const firmpack_input& firmpack, std::vector<finding>* findings)
+{
+    const uint8_t* fit = firmpack.fit;
+    const int configurations = fdt_path_offset(fit, FIT_CONFIGURATIONS_PATH);
+    int config = 0;
+    fdt_for_each_subnode(config, fit, configurations)
+    {
+        int child = 0;
+        fdt_for_each_subnode(child, fit, config)
+        {
+            if (std::string_view(fdt_get_name(fit, child, nullptr)).starts_with("signature")) {
+                add_finding(findings, FINDING_NOTES,
+                            format("%s: configuration %s carries a signature, not checked: "
+                                   "give --keys <key file> to check it as a board with that "
+                                   "key file does",
+                                   firmpack.display_name, fdt_get_name(fit, config, nullptr)));
+                break;
+            }
+        }
+    }
+}
+
+void find_hash_records(const firmpack_input& firmpack, hash_set set, std::vector<finding>* findings)
 {
     const uint8_t* fit = firmpack.fit;
     if (firmpack_check_extent(fit, firmpack.size) != 0 || firmpack_check_structure(fit) != 0) {
@@ -345,7 +370,7 @@ void find_hash_records(const firmpack_input& firmpack, std::vector<finding>* fin
             const bool hash_node = firmpack_is_hash_node(node);
             hashed = hashed || hash_node;
             if (!hash_node || firmpack_get_hash_algo(fit, hash, &algo) != 0 ||
-                firmpack_hash_known(algo)) {
+                firmpack_hash_known(algo, set)) {
                 continue;
             }
             add_finding(findings, FINDING_FAILS,

@@ -6,11 +6,17 @@
 #pragma once
 
 #include "check/check.h"
+#include "firmpack/verify.h"
 
 // Hash records with an algorithm the tool does not compute (fails), and
 // images without any hash record (warns), in a firmpack that passes the
 // structure check.
-void find_hash_records(const firmpack_input& firmpack, std::vector<finding>* findings);
+// Configurations that carry a signature, which a check without a key file
+// does not look at: a note each.
+void find_unchecked_signatures(const firmpack_input& firmpack, std::vector<finding>* findings);
+
+void find_hash_records(const firmpack_input& firmpack, hash_set set,
+                       std::vector<finding>* findings);
 
 // Boards that one firmpack defines and the other does not (warns).
 void find_unmatched_boards(const firmpack_pair& pair, std::vector<finding>* findings);

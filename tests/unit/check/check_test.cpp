@@ -121,6 +121,9 @@ TEST(FirmpackCheck, CommandLine)
         int status;
         std::string found; // in what it printed
     };
+    const std::string keys = fixture_path("signed_keys.dtb");
+    const std::string signed_os = fixture_path("signed_os.img");
+    const std::string signed_app = fixture_path("signed_app.img");
     const run_case runs[] = {
         {{os, app}, 0, "verdict: installable (exit status 0)"},
         {{"--json", "--board", "0x300", os, app},
@@ -139,6 +142,10 @@ TEST(FirmpackCheck, CommandLine)
          "\"update\": true } } }"},
         {{dir.write("head.img", head), app}, 1, "head.img is corrupt, stopping upgrade"},
         {{os}, 64, "two firmpacks"},
+        // Signatures: as a board with the key file checks them, or noted as not checked.
+        {{"--keys", keys, signed_os, signed_app}, 0, "verdict: installable (exit status 0)"},
+        {{"--keys", keys, os, app}, 1, "board 0x0105: refused (the tool ends with result 13)"},
+        {{signed_os, signed_app}, 0, "configuration board_0x0105 carries a signature, not checked"},
     };
     for (const run_case& r : runs) {
         std::vector<std::string> argv = {FPU_CHECK_PATH};

@@ -1,16 +1,23 @@
 # A whole update of a pair with a 512 KiB bootloader and 16 MiB of files in
 # each filesystem on the demo's board, split into its steps by the tool's
-# lines; then the nothing-to-do run after the restart. Medians of $RUNS runs.
+# lines; then the nothing-to-do run after the restart; then the same update
+# with the status stream on, against the update without it. Medians of $RUNS
+# runs.
 # SPDX-License-Identifier: MIT
 RUNS=5
 OS=ms_up_os.img
 APP=ms_up_app.img
 out=/run/measure-update
 
-# timed <log>: the tool on the pair, its lines timed; a failed run ends the
+# timed <log> [<stream>]: the tool on the pair, its lines timed, with its
+# status stream into <stream> when one is given; a failed run ends the
 # measurement.
 timed() {
-    timerun firmpack-update "$OS" "$APP" > "$1" 2>&1
+    if [ $# -gt 1 ]; then
+        FIRMPACK_UPDATE_STATUS_FD=3 timerun firmpack-update "$OS" "$APP" > "$1" 2>&1 3> "$2"
+    else
+        timerun firmpack-update "$OS" "$APP" > "$1" 2>&1
+    fi
     case $(tail -n 1 "$1") in
         *"status 0" | *"status 255") ;;
         *) echo "the update failed:"; cat "$1"; exit 1 ;;
@@ -41,6 +48,7 @@ nothing_steps() {
 mkdir -p "$out"
 : > "$out/update"
 : > "$out/nothing"
+: > "$out/streamed"
 run=1
 while [ "$run" -le "$RUNS" ]; do
     [ "$run" -eq 1 ] || reset_board
@@ -50,6 +58,10 @@ while [ "$run" -le "$RUNS" ]; do
     reboot_into 2
     timed "$out/nothing$run.log"
     nothing_steps "$out/nothing$run.log" >> "$out/nothing"
+    reset_board
+    demo_board
+    timed "$out/streamed$run.log" "$out/stream$run"
+    update_steps "$out/streamed$run.log" >> "$out/streamed"
     run=$((run + 1))
 done
 
@@ -74,5 +86,11 @@ echo "the same pair after the restart into baseline 2, nothing to do; $RUNS runs
 step "$out/nothing" 1 "hash checks of both firmpacks and acceptance"
 step "$out/nothing" 2 "change check"
 step "$out/nothing" 3 "whole run"
+plain=$(awk '{ print $8 }' "$out/update" | median)
+streamed=$(awk '{ print $8 }' "$out/streamed" | median)
+echo "the same update with the status stream on ($(wc -l < "$out/stream1") objects); $RUNS runs:"
+step "$out/streamed" 8 "whole run"
+echo "  whole run with the stream / without: $(awk -v a="$streamed" -v b="$plain" \
+    'BEGIN { printf "%.3f", a / b }') (target <= 1.01)"
 echo "one update as the tool printed it, with its line times:"
 cat "$out/update1.log"

@@ -34,6 +34,28 @@ TEST(Cli, WrongUsePrintsUsage)
     EXPECT_EQ("", run.err);
 }
 
+// The status stream that the environment names is the tool's from its start:
+// a run that ends before any phase has a start and a failed outcome.
+TEST(Cli, StatusStreamFromTheStart)
+{
+    temp_dir dir;
+    const int fd = open(dir.path("stream").c_str(), O_WRONLY | O_CREAT, 0600);
+    setenv("FIRMPACK_UPDATE_STATUS_FD", std::to_string(fd).c_str(), 1);
+    process_result run = run_process({FPU_TOOL_PATH, dir.path("os.img"), "app.img"});
+    unsetenv("FIRMPACK_UPDATE_STATUS_FD");
+    close(fd);
+    EXPECT_EQ(2, run.exit_status);
+    std::ifstream stream(dir.path("stream"));
+    const std::string objects(std::istreambuf_iterator<char>(stream), {});
+    EXPECT_TRUE(std::regex_match(
+        objects, std::regex("\\{\"event\":\"start\",\"board\":\"0x[0-9a-f]+\",\"os\":\"" +
+                            dir.path("os.img") +
+                            "\",\"app\":\"app.img\"\\}\n"
+                            "\\{\"event\":\"outcome\",\"outcome\":\"failed\",\"result\":2,"
+                            "\"phase\":\"start\"\\}\n")))
+        << objects;
+}
+
 // Every refusal is quick; an emulated tool is given more time.
 int seconds_allowed()
 {

@@ -18,9 +18,11 @@ void cmdline_find_param(const char* cmdline, const char* key, char* value);
 // /proc/cmdline cannot be opened; 1 when it reads empty.
 [[nodiscard]] int get_cmdline_param(const char* key, char* value);
 
-// The keys that give the board id: brd_id_io and brd_id_core.
+// The keys that give the board id, and the one that names the running
+// baseline (1 or 2).
 inline constexpr const char* CMDLINE_KEY_BOARD_IO = "brd_id_io";
 inline constexpr const char* CMDLINE_KEY_BOARD_CORE = "brd_id_core";
+inline constexpr const char* CMDLINE_KEY_BASELINE = "baseline";
 
 // The board id from the values of brd_id_io and brd_id_core: io shifted left
 // by 8, or core, both decimal, in 32 bits without masking; an empty value

@@ -13,7 +13,6 @@
 
 namespace {
 
-constexpr const char* KEY_BASELINE = "baseline";
 constexpr int FIRST_BASELINE = 1;
 constexpr int LAST_BASELINE = 2;
 
@@ -72,12 +71,11 @@ void judge_linux(uint32_t board_id, dataflash_status* dataflash)
     for (int baseline = FIRST_BASELINE; baseline <= LAST_BASELINE; ++baseline) {
         const uint8_t* record = linux_slot_bytes(*dataflash, baseline);
         linux_state& state = dataflash->linux_slots[static_cast<std::size_t>(baseline - 1)];
-        if (linux_record_is_valid(record, board_id)) {
-            state = LINUX_VALID;
-        } else {
+        if (!linux_record_is_valid(record, board_id)) {
             state = erased(record, linux_admin_record::SIZE) ? LINUX_ERASED : LINUX_INVALID;
             continue;
         }
+        state = LINUX_VALID;
         // Baseline 2 must be strictly newer: with equal sequences baseline 1 wins.
         uint32_t sequence = get_le32(record + linux_admin_record::SEQUENCE);
         if (dataflash->next_baseline == NO_BASELINE || sequence > newest_sequence) {
@@ -107,7 +105,7 @@ void read_kernel_status(kernel_status* kernel)
     kernel->board_io = cmdline_value(CMDLINE_KEY_BOARD_IO, &kernel->result);
     if (kernel->result == 0) {
         kernel->board_core = cmdline_value(CMDLINE_KEY_BOARD_CORE, &kernel->result);
-        kernel->baseline_text = cmdline_value(KEY_BASELINE, &kernel->result);
+        kernel->baseline_text = cmdline_value(CMDLINE_KEY_BASELINE, &kernel->result);
     }
     kernel->board_id = board_id_from_params(kernel->board_io.c_str(), kernel->board_core.c_str());
     long baseline = strtol(kernel->baseline_text.c_str(), nullptr, 10);

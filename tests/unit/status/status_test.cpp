@@ -12,6 +12,7 @@
 #include "tests/support/temp_dir.h"
 
 #include <gtest/gtest.h>
+#include <json-c/json.h>
 
 #include <algorithm>
 #include <cstring>
@@ -73,6 +74,8 @@ struct record_case {
     int fail_read; // the n-th read fails: the administrations first, then the images
     std::string lines;
     std::string installed_bootloader; // the installed file's line, or why there is none
+    // In the JSON document: the four slots' states, the next slot and baseline.
+    std::string json;
 };
 
 const std::string ERASED = "bootloader slot 0: erased\nbootloader slot 1: erased\n";
@@ -86,36 +89,71 @@ const std::string UNREADABLE = "the bootloader update administration could not b
 // clang-format off
 const record_case RECORD_CASES[] = {
     {"erased", {}, {}, 0, ERASED + "linux baseline 1:  erased\n" + LINUX_2_ERASED +
-        "next bootloader:   none\nnext baseline:     none\nrestart pending:   unknown\n", NO_RECORD},
+        "next bootloader:   none\nnext baseline:     none\nrestart pending:   unknown\n", NO_RECORD,
+        "erased erased erased erased - -"},
     {"running", {{0, 1}}, {{1, 4}}, 0, GOOD_1 + "bootloader slot 1: erased\n" + LINUX_1 + LINUX_2_ERASED +
         "next bootloader:   slot 0, sequence 1, \"bl1\"\nnext baseline:     1, sequence 4\n"
-        "restart pending:   no\n", "bootloader=bl1\n"},
+        "restart pending:   no\n", "bootloader=bl1\n",
+        "good erased valid erased 0 1"},
     {"updated", {{0, 1}, {1, 2}}, {{1, 4}, {2, 5}}, 0, GOOD_1 +
         "bootloader slot 1: sequence 2, \"bl2\", image of 64 bytes at 0x26f430, CRC-32 good\n" + LINUX_1 +
         "linux baseline 2:  sequence 5, valid for board 0x105\n"
         "next bootloader:   slot 1, sequence 2, \"bl2\"\nnext baseline:     2, sequence 5\n"
-        "restart pending:   yes: baseline 2 starts next, baseline 1 runs\n", "bootloader=bl2\n"},
+        "restart pending:   yes: baseline 2 starts next, baseline 1 runs\n", "bootloader=bl2\n",
+        "good good valid valid 1 2"},
     {"newest_damaged", {{0, 1}, {1, 2, {bootloader::IMAGE_CRC, 0}}}, {{1, 4}, {2, 4}}, 0, GOOD_1 +
         "bootloader slot 1: sequence 2, \"bl2\", image of 64 bytes at 0x26f430: does not have the record's CRC-32\n" +
         LINUX_1 + "linux baseline 2:  sequence 4, valid for board 0x105\n"
         "next bootloader:   slot 0, sequence 1, \"bl1\"\nnext baseline:     1, sequence 4\n"
-        "restart pending:   no\n", "bootloader=bl1\n"},
+        "restart pending:   no\n", "bootloader=bl1\n",
+        "good image_damaged valid valid 0 1"},
     {"corrupt", {{0, 3, {bootloader::MAGIC_END, 0}}}, {{1, 4}, {2, 9, {linux_record::BOARD_ID, 0x200}}}, 0,
         "bootloader slot 0: corrupt record: magic 0xdeadbeef, image 0xce820 + 64, valid 1, sequence 3, "
         "magic_end 0x0\nbootloader slot 1: erased\n" + LINUX_1 +
         "linux baseline 2:  not valid for board 0x105: magic 0xdeadbeef, valid 1, sequence 9, format 2, "
         "board 0x200, magic_end 0xdeadbeef\n"
-        "next bootloader:   none\nnext baseline:     1, sequence 4\nrestart pending:   no\n", NO_RECORD},
+        "next bootloader:   none\nnext baseline:     1, sequence 4\nrestart pending:   no\n", NO_RECORD,
+        "corrupt erased valid invalid - 1"},
     {"administration_unreadable", {{0, 1}}, {{1, 4}}, 1, "dataflash:         cannot be read\n"
         "bootloader slot 0: not read\nbootloader slot 1: not read\nlinux baseline 1:  not read\n"
         "linux baseline 2:  not read\nnext bootloader:   unknown\nnext baseline:     unknown\n"
-        "restart pending:   unknown\n", UNREADABLE},
+        "restart pending:   unknown\n", UNREADABLE,
+        "unread unread unread unread - -"},
     {"image_unreadable", {{0, 1}}, {{1, 4}}, 3,
         "bootloader slot 0: sequence 1, \"bl1\", image of 64 bytes at 0xce820: cannot be read\n"
         "bootloader slot 1: erased\n" + LINUX_1 + LINUX_2_ERASED + "next bootloader:   unknown\n"
-        "next baseline:     1, sequence 4\nrestart pending:   no\n", UNREADABLE},
+        "next baseline:     1, sequence 4\nrestart pending:   no\n", UNREADABLE,
+        "image_unread erased valid erased - 1"},
 };
 // clang-format on
+
+// The JSON document, parsed: "<state> <state> <state> <state> <next slot> <next baseline>".
+std::string json_summary(const board_status& status, const std::vector<status_line>& lines)
+{
+    char* text = nullptr;
+    std::size_t size = 0;
+    FILE* out = open_memstream(&text, &size);
+    print_status_json(out, status, lines);
+    fclose(out);
+    json_object* document = json_tokener_parse(text);
+    free(text);
+    std::string summary;
+    for (const char* slots : {"bootloader_slots", "linux_slots"}) {
+        json_object* array = json_object_object_get(document, slots);
+        for (std::size_t i = 0; i < json_object_array_length(array); ++i) {
+            json_object* slot = json_object_array_get_idx(array, i);
+            summary += json_object_get_string(json_object_object_get(slot, "state")) + " "s;
+        }
+    }
+    json_object* next = json_object_object_get(document, "next");
+    for (const char* key : {"bootloader_slot", "baseline"}) {
+        json_object* value = json_object_object_get(next, key);
+        summary += (value == nullptr ? "-" : json_object_get_string(value)) + " "s;
+    }
+    json_object_put(document);
+    summary.pop_back();
+    return summary;
+}
 
 class Records : public testing::TestWithParam<record_case> {};
 
@@ -144,6 +182,7 @@ TEST_P(Records, ShowsEachSlotAndWhatStartsNext)
     FILE* out = open_memstream(&shown, &size);
     print_status_text(out, lines);
     fclose(out);
+    EXPECT_EQ(c.json, json_summary(status, lines));
     EXPECT_EQ(c.lines, shown);
     free(shown);
     std::string text, reason;

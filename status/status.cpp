@@ -9,7 +9,7 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <vector>
+#include <memory>
 
 namespace {
 
@@ -161,8 +161,9 @@ void read_board_status(board_status* status)
     read_kernel_status(&status->kernel);
     read_version_status(ROOTFS_VERSION_FILE, ROOTFS_LABEL, &status->rootfs);
     read_version_status(APPS_VERSION_FILE, APPS_LABEL, &status->apps);
-    std::vector<uint8_t> work_buffer(DATAFLASH_SIZE);
-    read_dataflash_status(status->kernel.board_id, work_buffer.data(), &status->dataflash);
+    // Left uninitialised: only the pages an image is read into are touched.
+    auto work_buffer = std::make_unique_for_overwrite<uint8_t[]>(DATAFLASH_SIZE);
+    read_dataflash_status(status->kernel.board_id, work_buffer.get(), &status->dataflash);
 }
 
 restart_state restart_pending(const board_status& status)

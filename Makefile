@@ -105,14 +105,16 @@ arm-unit-test: arm
 # The ARM board's tool for the board scenarios, built like the native test
 # build with AddressSanitizer and UndefinedBehaviorSanitizer, which run on the
 # ARM kernel as they do natively: only what the board carries (the tool,
-# dftool, timerun), the scenarios' stream checker and the fixtures, not the
-# unit tests. Optimised (-O1), which halves the tool's runs under emulation.
+# firmpack-status, firmpack-check, dftool, timerun), the scenarios' stream
+# checker and the fixtures, not the unit tests. Optimised (-O1), which halves
+# the tool's runs under emulation.
 arm-test-build:
 	cmake -S . -B $(ARM_TEST_BUILD) $(ARM_TOOLCHAIN) -DCMAKE_BUILD_TYPE=Debug \
 		"-DCMAKE_CXX_FLAGS_DEBUG=-g -O1" -DFPU_SANITIZE=ON -DFPU_BUILD_BOARD=ON \
 		-DFPU_BOARD_CACHE=$(BOARD_CACHE)
 	cmake --build $(ARM_TEST_BUILD) -j$(JOBS) \
-		--target firmpack-update dftool timerun stream_summary fpu_fixtures board_fixtures
+		--target firmpack-update firmpack-status firmpack-check dftool timerun stream_summary \
+		fpu_fixtures board_fixtures
 
 # The scenarios (tests/board/) on the simulated boards of the architectures
 # given: one QEMU boot each runs them all, then its summary (architecture,

@@ -1,7 +1,8 @@
 #!/bin/sh
 # Builds the board VM's initramfs: the prepared modules archive followed by one
 # with busybox, dash, the mtd-utils programs the tool runs, the tool with
-# libmirel.so.1, the board's dftool and timerun, the guest scripts, the
+# libmirel.so.1, firmpack-status and firmpack-check, the board's dftool and
+# timerun, the guest scripts, the
 # tests (-t, a folder with the test words lib.sh, the runners run-scenarios.sh
 # and measure.sh, and the scenarios/*.sh and measurements/*.sh they run; none
 # for an empty folder name), and the fixtures (each file given, and the files
@@ -92,6 +93,8 @@ for program in $MTD_UTILS; do
 done
 cp "$here/guest/flash_eraseall" "$stage/usr/sbin/"
 copy_program "$build/driver/firmpack-update" /usr/bin/firmpack-update
+copy_program "$build/status/firmpack-status" /usr/bin/firmpack-status
+copy_program "$build/check/firmpack-check" /usr/bin/firmpack-check
 copy_program "$build/board/dftool" /usr/bin/dftool
 copy_program "$build/board/timerun" /usr/bin/timerun
 # What the scenarios check the status stream with, in a build with the tests.

@@ -2,6 +2,7 @@
 #include "dataflash/bootloader.h"
 
 #include "dataflash/layout.h"
+#include "dataflash/records.h"
 #include "dataflash/result.h"
 #include "dataflash/transfer.h"
 #include "firmpack/byte_order.h"
@@ -11,6 +12,7 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -19,12 +21,6 @@ namespace record = bootloader_admin_record;
 constexpr const char* PACKAGE_NAME = "bootloader";
 // Lines of differing bytes shown for an image that reads back wrong.
 constexpr int MAX_BYTE_ERROR_LINES = 20;
-
-// The first byte after the bootloader update administration and the first
-// byte of the Linux update administration bound every stored image.
-constexpr uint32_t FIRST_IMAGE_BYTE = BOOTLOADER_ADMIN_OFFSET + ADMIN_AREA_SIZE;
-constexpr uint32_t IMAGE_LIMIT = LINUX_ADMIN_OFFSET;
-static_assert(FIRST_IMAGE_BYTE == 0xCE820 && IMAGE_LIMIT == 0x410040);
 
 // The slot of no record.
 constexpr int NO_RECORD = -1;
@@ -84,44 +80,6 @@ int read_administration()
     return 0;
 }
 
-bool header_is_valid(const uint8_t* r)
-{
-    uint32_t magic = get_le32(r + record::MAGIC);
-    uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
-    // The end is summed in 64 bits: an offset and a length whose 32-bit sum
-    // wraps around would otherwise pass and lead a read far past the buffer.
-    uint64_t image_end = uint64_t{image_offset} + get_le32(r + record::IMAGE_LENGTH);
-    return magic == RECORD_MAGIC && get_le32(r + record::MAGIC_END) == magic &&
-           get_le32(r + record::VALID) != 0 && get_le32(r + record::SEQUENCE) != 0 &&
-           image_offset >= FIRST_IMAGE_BYTE && image_end < IMAGE_LIMIT;
-}
-
-// A record that fails validation is marked so in memory only.
-void mark_invalid(uint8_t* r)
-{
-    put_le32(r + record::VALID, 0);
-}
-
-// The header, then the image's CRC-32. 0, or -1 when the image could not be
-// read (the record is then unchanged).
-int validate_record(uint8_t* r, uint8_t* work_buffer)
-{
-    if (!header_is_valid(r)) {
-        mark_invalid(r);
-        return 0;
-    }
-    uint32_t image_offset = get_le32(r + record::IMAGE_OFFSET);
-    uint32_t image_length = get_le32(r + record::IMAGE_LENGTH);
-    if (dataflash_transfer(DATAFLASH_READ, work_buffer, image_offset, image_length) != 0) {
-        return DATAFLASH_TRANSFER_FAILED;
-    }
-    // A damaged image makes its record count as absent; that is no failure.
-    if (checksum_crc32(0, work_buffer, image_length) != get_le32(r + record::IMAGE_CRC)) {
-        mark_invalid(r);
-    }
-    return 0;
-}
-
 // Reads both slots and validates each record; the slots after a failing
 // image read stay unvalidated.
 int load_administration(uint8_t* work_buffer)
@@ -130,7 +88,7 @@ int load_administration(uint8_t* work_buffer)
         return DATAFLASH_TRANSFER_FAILED;
     }
     for (int slot = 0; slot < BOOTLOADER_SLOT_COUNT; ++slot) {
-        if (validate_record(slot_record(slot), work_buffer) != 0) {
+        if (validate_bootloader_record(slot_record(slot), work_buffer) != 0) {
             return DATAFLASH_TRANSFER_FAILED;
         }
     }
@@ -140,25 +98,7 @@ int load_administration(uint8_t* work_buffer)
 // The slot of the newest valid record, or NO_RECORD. Reads only memory.
 int newest_record()
 {
-    uint32_t valid_0 = get_le32(slot_record(0) + record::VALID);
-    uint32_t sequence_0 = get_le32(slot_record(0) + record::SEQUENCE);
-    uint32_t valid_1 = get_le32(slot_record(1) + record::VALID);
-    uint32_t sequence_1 = get_le32(slot_record(1) + record::SEQUENCE);
-    // Slot 1 must be strictly newer: with equal sequences slot 0 wins.
-    uint32_t newest_sequence = valid_0 != 0 ? sequence_0 : 0;
-    int newest = valid_0 != 0 && sequence_0 != 0 ? 0 : NO_RECORD;
-    if (valid_1 != 0 && sequence_1 > newest_sequence) {
-        newest = 1;
-    }
-    return newest;
-}
-
-// The description of the slot's record, ended at its last byte.
-const char* recorded_description(int slot)
-{
-    uint8_t* r = slot_record(slot);
-    r[record::DESCRIPTION_END] = 0;
-    return reinterpret_cast<const char*>(r + record::DESCRIPTION);
+    return newest_bootloader_record(admin_copy.data());
 }
 
 // Compares the newest valid record's description with the package's.
@@ -170,13 +110,15 @@ void compare_with_installed(const char* description, uint32_t* update_required)
         *update_required = 1;
         return;
     }
-    const char* installed = recorded_description(newest);
+    const std::string_view installed = bootloader_record_description(slot_record(newest));
+    const int length = static_cast<int>(installed.size());
     if (bootloader_description_matches(installed, description)) {
-        printf("   Package '%-14.14s' not changed, got '%s'\n", PACKAGE_NAME, installed);
+        printf("   Package '%-14.14s' not changed, got '%.*s'\n", PACKAGE_NAME, length,
+               installed.data());
         return;
     }
-    printf("   Package '%-14.14s' changed, got '%s', found '%s'\n", PACKAGE_NAME, installed,
-           description);
+    printf("   Package '%-14.14s' changed, got '%.*s', found '%s'\n", PACKAGE_NAME, length,
+           installed.data(), description);
     *update_required = 1;
 }
 
@@ -280,10 +222,7 @@ int write_prepared_record()
     if (read_administration() != 0) {
         return DATAFLASH_TRANSFER_FAILED;
     }
-    if (!header_is_valid(r)) {
-        mark_invalid(r);
-    }
-    return 0;
+    return validate_bootloader_record(r, nullptr);
 }
 
 } // namespace

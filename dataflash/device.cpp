@@ -33,11 +33,14 @@ static_assert(DATAFLASH_TYPE == 6 && WRITABLE_FLAG == 0x400);
 
 // Found once per process and kept open until the process ends.
 int dataflash_fd = -1;
+// Chosen by a program that only reads, before its first transfer.
+bool read_only = false;
 
 enum probe_outcome { PROBE_FOUND, PROBE_SKIPPED, PROBE_FAILED };
 
 // Opens the candidate device node read-only and decides whether it is the
-// writable dataflash; a found device is reopened read-write into *fd.
+// writable dataflash; a found device is reopened read-write into *fd. With
+// read-only access any dataflash is taken, with the probe's descriptor.
 probe_outcome probe_device(const char* path, int* fd, int* error)
 {
     int probe_fd = open(path, PROBE_FLAGS);
@@ -52,6 +55,10 @@ probe_outcome probe_device(const char* path, int* fd, int* error)
         fprintf(stderr, "Could not get MTD device info from %s -> %s\n", path, strerror(*error));
         close(probe_fd);
         return PROBE_FAILED;
+    }
+    if (read_only && info.type == DATAFLASH_TYPE) {
+        *fd = probe_fd;
+        return PROBE_FOUND;
     }
     close(probe_fd);
     if (info.type != DATAFLASH_TYPE) {
@@ -110,6 +117,11 @@ int dataflash_open(int* descriptor)
 }
 
 } // namespace
+
+void dataflash_choose_read_only()
+{
+    read_only = true;
+}
 
 int dataflash_read(uint32_t offset, uint32_t length, uint8_t* buffer)
 {

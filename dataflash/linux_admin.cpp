@@ -2,6 +2,7 @@
 #include "dataflash/linux_admin.h"
 
 #include "dataflash/layout.h"
+#include "dataflash/records.h"
 #include "dataflash/result.h"
 #include "dataflash/transfer.h"
 #include "firmpack/byte_order.h"
@@ -26,15 +27,6 @@ bool is_baseline(int baseline)
 uint8_t* linux_slot(std::array<uint8_t, ADMIN_AREA_SIZE>& area, int baseline)
 {
     return area.data() + ADMIN_SLOT_SIZE * static_cast<uint32_t>(baseline - FIRST_BASELINE);
-}
-
-bool linux_record_is_valid(const uint8_t* r, uint32_t board_id)
-{
-    uint32_t magic = get_le32(r + record::MAGIC);
-    return magic == RECORD_MAGIC && get_le32(r + record::MAGIC_END) == magic &&
-           get_le32(r + record::VALID) == RECORD_VALID &&
-           get_le32(r + record::FORMAT) == record::FORMAT_CURRENT &&
-           get_le32(r + record::BOARD_ID) == board_id;
 }
 
 } // namespace

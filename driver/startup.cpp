@@ -4,14 +4,11 @@
 #include "io/cmdline.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <sched.h>
 
 namespace {
 
-constexpr const char* KEY_BOARD_IO = "brd_id_io";
-constexpr const char* KEY_BOARD_CORE = "brd_id_core";
 constexpr const char* OPTION_SHM = "--shm";
 constexpr const char* PROGRAM_NAME = "firmpack-update";
 
@@ -21,27 +18,17 @@ constexpr int EXIT_FAILED_WITHOUT_STATUS = 1;
 constexpr uint32_t STATUS_BITS = 0xFF;
 constexpr int WAIT_STATUS_SHIFT = 8; // a utility's exit status in a wait status
 
-uint32_t decimal_value(const char* text)
-{
-    return static_cast<uint32_t>(strtol(text, nullptr, 10));
-}
-
 } // namespace
-
-uint32_t board_id_from_params(const char* brd_id_io, const char* brd_id_core)
-{
-    return (decimal_value(brd_id_io) << 8) | decimal_value(brd_id_core);
-}
 
 uint32_t read_board_id()
 {
     char io[CMDLINE_SIZE];
     char core[CMDLINE_SIZE];
     // A key that cannot be read contributes 0, as an absent one does.
-    if (get_cmdline_param(KEY_BOARD_IO, io) != 0) {
+    if (get_cmdline_param(CMDLINE_KEY_BOARD_IO, io) != 0) {
         io[0] = '\0';
     }
-    if (get_cmdline_param(KEY_BOARD_CORE, core) != 0) {
+    if (get_cmdline_param(CMDLINE_KEY_BOARD_CORE, core) != 0) {
         core[0] = '\0';
     }
     return board_id_from_params(io, core);

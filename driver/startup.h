@@ -10,11 +10,8 @@ enum firmpack_source : int {
     SOURCE_SHM = 2,   // both firmpacks from the platform library's shared memory
 };
 
-// The board id from the texts of brd_id_io and brd_id_core: io shifted left
-// by 8, or core, both decimal, in 32 bits without masking.
-[[nodiscard]] uint32_t board_id_from_params(const char* brd_id_io, const char* brd_id_core);
-
-// The board id of this board, from the kernel command line.
+// The board id of this board, from the kernel command line
+// (board_id_from_params of io/cmdline.h); a key that cannot be read counts as 0.
 [[nodiscard]] uint32_t read_board_id();
 
 [[nodiscard]] firmpack_source select_source(int argc, const char* const* argv);

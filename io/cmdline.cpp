@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 
 namespace {
@@ -32,6 +33,11 @@ int read_cmdline_cache()
     cmdline_cache[length] = '\0';
     fclose(stream);
     return 0;
+}
+
+uint32_t decimal_value(const char* text)
+{
+    return static_cast<uint32_t>(strtol(text, nullptr, 10));
 }
 
 } // namespace
@@ -74,4 +80,9 @@ int get_cmdline_param(const char* key, char* value)
     }
     cmdline_find_param(cmdline_cache, key, value);
     return 0;
+}
+
+uint32_t board_id_from_params(const char* brd_id_io, const char* brd_id_core)
+{
+    return (decimal_value(brd_id_io) << 8) | decimal_value(brd_id_core);
 }

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 
 // Size of the command-line cache and of every caller's value buffer.
 inline constexpr std::size_t CMDLINE_SIZE = 4096;
@@ -16,3 +17,14 @@ void cmdline_find_param(const char* cmdline, const char* key, char* value);
 // or not the key was found (value empty when not); the errno value when
 // /proc/cmdline cannot be opened; 1 when it reads empty.
 [[nodiscard]] int get_cmdline_param(const char* key, char* value);
+
+// The keys that give the board id, and the one that names the running
+// baseline (1 or 2).
+inline constexpr const char* CMDLINE_KEY_BOARD_IO = "brd_id_io";
+inline constexpr const char* CMDLINE_KEY_BOARD_CORE = "brd_id_core";
+inline constexpr const char* CMDLINE_KEY_BASELINE = "baseline";
+
+// The board id from the values of brd_id_io and brd_id_core: io shifted left
+// by 8, or core, both decimal, in 32 bits without masking; an empty value
+// counts as 0.
+[[nodiscard]] uint32_t board_id_from_params(const char* brd_id_io, const char* brd_id_core);

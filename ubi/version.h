@@ -39,3 +39,6 @@ inline constexpr int VERSION_VERIFY = 1;
 // description: "<label> <text of the filesystem's version file>".
 inline constexpr const char* ROOTFS_LABEL = "filesystem";
 inline constexpr const char* APPS_LABEL = "applications";
+// The running filesystems' version files.
+inline constexpr const char* ROOTFS_VERSION_FILE = "/version";
+inline constexpr const char* APPS_VERSION_FILE = "/mnt/apps/version";

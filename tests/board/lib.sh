@@ -267,6 +267,18 @@ expect_dataflash() {
     compare dataflash "$WORK/dataflash"
 }
 
+# expect_installed_verdicts <os firmpack> <app firmpack>: what firmpack-check
+# says of each package of the pair for board 0x105, given the installed file
+# that firmpack-status writes on this board: "<package>: would be updated" or
+# "<package>: unchanged", one line each.
+expect_installed_verdicts() {
+    firmpack-status --installed-file "$WORK/installed" > /dev/null 2>&1
+    firmpack-check --board 0x105 --installed "$WORK/installed" "$1" "$2" 2> /dev/null |
+        awk '/, (would be updated|unchanged)$/ { n = split($0, part, ", "); print $1 ": " part[n] }' \
+            > "$WORK/verdicts"
+    compare "firmpack-check verdicts" "$WORK/verdicts"
+}
+
 # The UBIFS mounts, one "<device> on <folder> ro|rw" line each.
 expect_mounts() {
     awk '$3 == "ubifs" { split($4, option, ","); print $1, "on", $2, option[1] }' /proc/mounts \

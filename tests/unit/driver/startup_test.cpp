@@ -7,15 +7,6 @@
 
 namespace {
 
-TEST(BoardId, ComposesBothKeysWithoutMasking)
-{
-    EXPECT_EQ(0x105u, board_id_from_params("1", "5"));
-    EXPECT_EQ(0x0u, board_id_from_params("", ""));
-    EXPECT_EQ(0x12cu, board_id_from_params("1", "300"));
-    EXPECT_EQ(0x205u, board_id_from_params("2\n", "5\n"));
-    EXPECT_EQ(0xffffff00u, board_id_from_params("-1", "0"));
-}
-
 TEST(Dispatch, ChoosesSourceFromArguments)
 {
     const std::pair<std::vector<const char*>, firmpack_source> cases[] = {

@@ -36,6 +36,15 @@ TEST(CmdlineSearch, FindsTheFirstWordWithTheKey)
     }
 }
 
+TEST(BoardId, ComposesBothKeysWithoutMasking)
+{
+    EXPECT_EQ(0x105u, board_id_from_params("1", "5"));
+    EXPECT_EQ(0x0u, board_id_from_params("", ""));
+    EXPECT_EQ(0x12cu, board_id_from_params("1", "300"));
+    EXPECT_EQ(0x205u, board_id_from_params("2\n", "5\n"));
+    EXPECT_EQ(0xffffff00u, board_id_from_params("-1", "0"));
+}
+
 // The host's own kernel command line: readable, and without our keys.
 TEST(GetCmdlineParam, ReadsProcCmdline)
 {

@@ -18,9 +18,6 @@ namespace {
 // Scratch space lent to the bootloader operations: the size of the dataflash.
 constexpr uint32_t WORK_BUFFER_SIZE = DATAFLASH_SIZE;
 
-constexpr const char* ROOT_VERSION_FILE = "/version";
-constexpr const char* APPS_VERSION_FILE = "/mnt/apps/version";
-constexpr const char* KEY_BASELINE = "baseline";
 // The keys a signed board verifies its firmpacks with, fixed when the tool is built.
 constexpr const char* KEY_FILE = FPU_KEY_FILE;
 // What the records phases of the status stream are about.
@@ -64,7 +61,7 @@ int check_changes(update_work* work)
         return result;
     }
     result = check_update_required(pair.os_filesystem.description, pair.os_filesystem.name,
-                                   &work->rootfs_changed, ROOT_VERSION_FILE, ROOTFS_LABEL,
+                                   &work->rootfs_changed, ROOTFS_VERSION_FILE, ROOTFS_LABEL,
                                    VERSION_CHECK);
     if (result != 0) {
         return result;
@@ -76,7 +73,7 @@ int check_changes(update_work* work)
 // The update always writes the slot that is not running.
 int choose_baseline(update_work* work)
 {
-    (void)get_cmdline_param(KEY_BASELINE, work->text);
+    (void)get_cmdline_param(CMDLINE_KEY_BASELINE, work->text);
     work->current_baseline = static_cast<int>(strtol(work->text, nullptr, 10));
     if (work->current_baseline == 1) {
         work->updating_baseline = 2;

@@ -44,6 +44,17 @@ static_assert(LINUX_ADMIN_OFFSET == BOOTLOADER_IMAGE_OFFSET_1 + BOOTLOADER_IMAGE
 static_assert(LINUX_ADMIN_OFFSET == 8068 * DATAFLASH_PAGE_SIZE);
 static_assert(LINUX_ADMIN_OFFSET + ADMIN_AREA_SIZE <= DATAFLASH_SIZE);
 
+// Where the slot of a bootloader record (0, 1) and of a baseline's record (1, 2) starts.
+constexpr uint32_t bootloader_slot_offset(int slot)
+{
+    return BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
+}
+
+constexpr uint32_t linux_slot_offset(int baseline)
+{
+    return LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * static_cast<uint32_t>(baseline - 1);
+}
+
 inline constexpr uint32_t RECORD_MAGIC = 0xDEADBEEF;
 inline constexpr uint32_t RECORD_VALID = 1;
 

@@ -156,8 +156,7 @@ int write_linux(int baseline, const std::vector<std::string>& words)
     if (encode_linux_record(words, &record, &error) != 0) {
         return bad_word(error);
     }
-    uint32_t offset = LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
-    return transfer(true, record.data(), offset, linux_admin_record::SIZE);
+    return transfer(true, record.data(), linux_slot_offset(baseline), linux_admin_record::SIZE);
 }
 
 // image=<file> puts the file's bytes at the record's image offset.
@@ -186,8 +185,8 @@ int write_bootloader(int slot, std::vector<std::string> words)
                                    static_cast<uint32_t>(image.size())) != 0) {
         return 1;
     }
-    uint32_t offset = BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * slot;
-    return transfer(true, record.data(), offset, bootloader_admin_record::SIZE);
+    return transfer(true, record.data(), bootloader_slot_offset(slot),
+                    bootloader_admin_record::SIZE);
 }
 
 // The boot loader's page-32 administration, of which the tool only ever
@@ -200,12 +199,12 @@ int write_page32(const std::string& text)
 
 const uint8_t* bootloader_slot(const std::vector<uint8_t>& flash, int slot)
 {
-    return flash.data() + BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * slot;
+    return flash.data() + bootloader_slot_offset(slot);
 }
 
 const uint8_t* linux_slot(const std::vector<uint8_t>& flash, int baseline)
 {
-    return flash.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (baseline - 1);
+    return flash.data() + linux_slot_offset(baseline);
 }
 
 std::string image_status(const std::vector<uint8_t>& flash, const uint8_t* record)

@@ -160,6 +160,30 @@ banner() {
     printf '%s\n' "   --------------------------------------" "$middle" "   --------------------------------------"
 }
 
+# --- the R5.1 pair (up_os.img, up_app.img) on the R5.0 board -------------------
+
+# up_compared: the version lines of the R5.1 pair against the R5.0 board.
+up_compared() {
+    printf '%s\n' "   Package 'bootloader    ' not yet installed" \
+        "   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'" \
+        "   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'"
+}
+
+# up_written running target: the lines of the R5.1 pair's whole update, from
+# the start banner to the completed one.
+up_written() {
+    banner start
+    echo "   Current baseline:$1, Updating baseline:$2"
+    printf '%s\n' "## Preparing bootloader update..." \
+        "   Installing package 'bootloader    '... (bootloader 2026.10)" \
+        "## Preparing root and applications filesystems..."
+    root_written R5.1
+    apps_written R5.1
+    printf '%s\n' "## Finalising root and applications filesystems update..." \
+        "## Finalising bootloader update..."
+    banner completed
+}
+
 # --- the R6.0 pair of the filesystem scenarios (fs_os.img, fs_app.img) --------
 
 # fs_board: baseline 1 runs R5.0 filesystems and the pair's bootloader;
@@ -265,6 +289,13 @@ expect_commands() {
 expect_dataflash() {
     dftool dump > "$WORK/dataflash" 2>&1 || fail "dftool dump failed"
     compare dataflash "$WORK/dataflash"
+}
+
+# The bootloader and baseline the boot loader would start on board 0x105, as
+# `dftool next` chooses them.
+expect_next() {
+    dftool next 0x105 > "$WORK/next" 2>&1 || fail "dftool next failed"
+    compare "next bootloader and baseline" "$WORK/next"
 }
 
 # expect_installed_verdicts <os firmpack> <app firmpack>: what firmpack-check

@@ -2,11 +2,14 @@
 #include "tests/support/memory_dataflash.h"
 
 #include "dataflash/device.h"
+#include "firmpack/byte_order.h"
+#include "firmpack/checksum.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -58,6 +61,30 @@ int dataflash_write(uint32_t offset, const uint8_t* buffer, uint32_t length)
     }
     std::copy_n(buffer, bytes_on_device(offset, length), flash.bytes.begin() + offset);
     return 0;
+}
+
+void put_bootloader_record(uint8_t* record, uint32_t image_offset, const uint8_t* image,
+                           uint32_t length, uint32_t sequence, const std::string& description)
+{
+    uint8_t* field = record;
+    for (uint32_t value : {RECORD_MAGIC, image_offset, length, checksum_crc32(0, image, length),
+                           RECORD_VALID, sequence}) {
+        put_le32(field, value);
+        field += 4;
+    }
+    namespace bootloader = bootloader_admin_record;
+    memset(record + bootloader::DESCRIPTION, 0, bootloader::DESCRIPTION_SIZE);
+    description.copy(reinterpret_cast<char*>(record + bootloader::DESCRIPTION),
+                     bootloader::DESCRIPTION_KEPT);
+    put_le32(record + bootloader::MAGIC_END, RECORD_MAGIC);
+}
+
+void put_linux_record(uint8_t* record, uint32_t sequence, uint32_t board)
+{
+    for (uint32_t value : {RECORD_MAGIC, RECORD_VALID, sequence, 2u, board, RECORD_MAGIC}) {
+        put_le32(record, value);
+        record += 4;
+    }
 }
 
 std::string without_transfer_failures(const std::string& out)

@@ -38,6 +38,15 @@ struct memory_dataflash {
 // The dataflash that the device calls use; assign {} for a fresh one.
 memory_dataflash& test_dataflash();
 
+// A good bootloader record at record for the image of length bytes at
+// image_offset: magic, image offset, length and CRC-32, valid, sequence, each
+// little-endian, the description cut to the field and the magic again.
+void put_bootloader_record(uint8_t* record, uint32_t image_offset, const uint8_t* image,
+                           uint32_t length, uint32_t sequence, const std::string& description);
+
+// A good baseline record at record: magic, valid, sequence, format 2, board, magic.
+void put_linux_record(uint8_t* record, uint32_t sequence, uint32_t board);
+
 // What the code under test printed, without the lines of failed transfers
 // (dataflash_transfer's own, which its test checks).
 std::string without_transfer_failures(const std::string& out);

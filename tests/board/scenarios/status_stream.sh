@@ -1,7 +1,7 @@
 # The update agent's status stream: a whole update with it on prints what the
 # same run prints without it, and its objects come in order with every byte
-# counted; a run with nothing to do and a failed dataflash transfer, both exit
-# status 255, are told apart by the last object.
+# counted; a run with nothing to do ends in its own outcome, where a failure
+# with the same exit status 255 would name the phase that failed.
 # SPDX-License-Identifier: MIT
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
 volume rootfs1 ubifs "R5.0"
@@ -22,7 +22,7 @@ expect_stream() {
     compare stream "$WORK/summary"
 }
 
-# Up to the comparison with the board, which every run passes.
+# Through the comparison with the board, which every run passes.
 checked_stream() {
     cat <<'EOF'
 start 0x105 up_os.img up_app.img
@@ -33,6 +33,7 @@ begin hashes up_app.img
 begin acceptance
 end acceptance
 begin comparison
+end comparison
 EOF
 }
 
@@ -40,25 +41,13 @@ streamed up_os.img up_app.img
 expect_status 0
 expect_stdout <<EOF
 $(pair_checked)
-   Package 'bootloader    ' not yet installed
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
-$(banner start)
-   Current baseline:1, Updating baseline:2
-## Preparing bootloader update...
-   Installing package 'bootloader    '... (bootloader 2026.10)
-## Preparing root and applications filesystems...
-$(root_written R5.1)
-$(apps_written R5.1)
-## Finalising root and applications filesystems update...
-## Finalising bootloader update...
-$(banner completed)
+$(up_compared)
+$(up_written 1 2)
 EOF
 expect_stderr <<'EOF'
 EOF
 expect_stream <<EOF
 $(checked_stream)
-end comparison
 begin baseline
 end baseline
 begin bootloader bootloader@1
@@ -98,20 +87,5 @@ expect_stderr <<'EOF'
 EOF
 expect_stream <<EOF
 $(checked_stream)
-end comparison
 outcome nothing to update -1
-EOF
-
-fault fail_read=1
-streamed up_os.img up_app.img
-expect_status 255
-expect_stdout <<EOF
-$(pair_checked)
-ERROR: Failed to read from dataflash (5)
-EOF
-expect_stderr <<'EOF'
-EOF
-expect_stream <<EOF
-$(checked_stream)
-outcome failed -1 comparison
 EOF

@@ -20,19 +20,8 @@ run firmpack-update up_os.img up_app.img
 expect_status 0
 expect_stdout <<EOF
 $(pair_checked)
-   Package 'bootloader    ' not yet installed
-   Package 'rootfs@1      ' changed, got 'filesystem R5.0', found 'filesystem R5.1'
-   Package 'apps@1        ' changed, got 'applications R5.0', found 'applications R5.1'
-$(banner start)
-   Current baseline:2, Updating baseline:1
-## Preparing bootloader update...
-   Installing package 'bootloader    '... (bootloader 2026.10)
-## Preparing root and applications filesystems...
-$(root_written R5.1)
-$(apps_written R5.1)
-## Finalising root and applications filesystems update...
-## Finalising bootloader update...
-$(banner completed)
+$(up_compared)
+$(up_written 2 1)
 EOF
 expect_stderr <<'EOF'
 EOF

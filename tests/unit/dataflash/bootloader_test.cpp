@@ -12,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -32,27 +31,6 @@ constexpr uint32_t LINUX_ADMIN = 0x410040;
 constexpr uint32_t IMAGE_0 = 0xCE820;
 constexpr uint32_t AREA = 1707024;
 
-uint32_t slot_offset(int slot)
-{
-    return BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * static_cast<uint32_t>(slot);
-}
-
-// A good record: magic, image offset, length and CRC-32, valid, sequence, each
-// little-endian from the slot's start, the description and the magic again.
-void put_record(uint8_t* r, uint32_t image_offset, const std::vector<uint8_t>& image,
-                uint32_t sequence, const char* description)
-{
-    auto length = static_cast<uint32_t>(image.size());
-    uint32_t crc = checksum_crc32(0, image.data(), length);
-    for (uint32_t value : {RECORD_MAGIC, image_offset, length, crc, 1u, sequence}) {
-        put_le32(r, value);
-        r += 4;
-    }
-    memset(r, 0, record::DESCRIPTION_SIZE);
-    strncpy(reinterpret_cast<char*>(r), description, 263);
-    put_le32(r + record::DESCRIPTION_SIZE, RECORD_MAGIC);
-}
-
 struct seed {
     int slot;
     uint32_t sequence;
@@ -67,11 +45,10 @@ void seed_records(const std::vector<seed>& seeds)
     std::vector<uint8_t>& bytes = test_dataflash().bytes;
     std::fill_n(bytes.begin() + BOOTLOADER_ADMIN_OFFSET, ADMIN_AREA_SIZE, 0xA5);
     for (const seed& s : seeds) {
-        uint8_t* r = bytes.data() + slot_offset(s.slot);
+        uint8_t* r = bytes.data() + bootloader_slot_offset(s.slot);
         uint32_t offset = BOOTLOADER_IMAGE_OFFSETS[s.slot];
-        std::vector<uint8_t> image(64, static_cast<uint8_t>(s.sequence + 1));
-        std::copy(image.begin(), image.end(), bytes.begin() + offset);
-        put_record(r, offset, image, s.sequence, s.description);
+        std::fill_n(bytes.begin() + offset, 64, static_cast<uint8_t>(s.sequence + 1));
+        put_bootloader_record(r, offset, bytes.data() + offset, 64, s.sequence, s.description);
         put_le32(r + s.change.first, s.change.second);
         uint32_t length = get_le32(r + record::IMAGE_LENGTH);
         if (s.change.first == record::IMAGE_LENGTH && length <= DATAFLASH_SIZE - offset) {
@@ -257,12 +234,13 @@ TEST_P(Update, WritesNewRecordLast)
                   }));
         EXPECT_EQ(c.out, out);
         uint32_t offset = BOOTLOADER_IMAGE_OFFSETS[c.slot];
-        std::fill_n(expected.begin() + slot_offset(c.slot), c.writes > 0 ? record::SIZE : 0, 0xFF);
+        std::fill_n(expected.begin() + bootloader_slot_offset(c.slot),
+                    c.writes > 0 ? record::SIZE : 0, 0xFF);
         std::copy_n(image.begin(), c.writes > 1 ? c.length : 0, expected.begin() + offset);
         std::fill_n(expected.begin() + PAGE32_ADMIN_OFFSET, c.writes > 2 ? 10 : 0, 0xFF);
         if (c.writes > 3) {
-            put_record(expected.data() + slot_offset(c.slot), offset, image, c.sequence,
-                       c.description.c_str());
+            put_bootloader_record(expected.data() + bootloader_slot_offset(c.slot), offset,
+                                  image.data(), c.length, c.sequence, c.description);
         }
         EXPECT_TRUE(expected == flash.bytes);
         flash.faults = {};
@@ -291,7 +269,7 @@ TEST_F(Bootloader, PersistenceJudgesTheRecordReadBack)
                                                      work_buffer.data()) +
                                  libsu_make_update_persistent(1);
                       }));
-            EXPECT_EQ(slot_offset(1), flash.accesses.at(0).offset);
+            EXPECT_EQ(bootloader_slot_offset(1), flash.accesses.at(0).offset);
         }
     });
 }

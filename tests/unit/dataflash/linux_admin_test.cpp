@@ -23,11 +23,6 @@ namespace linux_record = linux_admin_record;
 constexpr uint32_t BOARD = 0x105;
 constexpr const char* CORRUPT = "ERROR: Linux update administration in DF corrupt!\n";
 
-// The running baseline's good record: magic, valid 1, sequence 41, format 2,
-// board 0x105 and magic again, little-endian.
-constexpr uint8_t GOOD_RECORD[] = {0xEF, 0xBE, 0xAD, 0xDE, 1, 0, 0, 0, 41,   0,    0,    0,
-                                   2,    0,    0,    0,    5, 1, 0, 0, 0xEF, 0xBE, 0xAD, 0xDE};
-
 // A change that leaves the record as it is.
 constexpr std::pair<uint32_t, uint32_t> KEEP = {linux_record::VALID, 1};
 
@@ -58,11 +53,6 @@ const finalise_case FINALISE_CASES[] = {
 };
 // clang-format on
 
-uint32_t slot_offset(int baseline)
-{
-    return LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * static_cast<uint32_t>(baseline - 1);
-}
-
 class Finalise : public testing::TestWithParam<finalise_case> {};
 
 // Only the updated baseline's slot changes: it becomes the running baseline's
@@ -74,10 +64,10 @@ TEST_P(Finalise, CopiesRunningSlotWithNextSequence)
     memory_dataflash& flash = test_dataflash() = {};
     std::vector<uint8_t> running(ADMIN_SLOT_SIZE);
     std::iota(running.begin(), running.end(), uint8_t{0});
-    std::copy(std::begin(GOOD_RECORD), std::end(GOOD_RECORD), running.begin());
+    put_linux_record(running.data(), 41, BOARD);
     put_le32(running.data() + c.change.first, c.change.second);
     std::fill_n(flash.bytes.begin() + LINUX_ADMIN_OFFSET, ADMIN_AREA_SIZE, 0x00);
-    std::copy(running.begin(), running.end(), flash.bytes.begin() + slot_offset(c.current));
+    std::copy(running.begin(), running.end(), flash.bytes.begin() + linux_slot_offset(c.current));
     std::vector<uint8_t> expected = flash.bytes;
     flash.faults = c.faults;
 
@@ -89,7 +79,7 @@ TEST_P(Finalise, CopiesRunningSlotWithNextSequence)
     if (c.result == 0) {
         put_le32(running.data() + linux_record::SEQUENCE,
                  get_le32(running.data() + linux_record::SEQUENCE) + 1);
-        std::copy(running.begin(), running.end(), expected.begin() + slot_offset(c.updating));
+        std::copy(running.begin(), running.end(), expected.begin() + linux_slot_offset(c.updating));
     }
     EXPECT_TRUE(expected == flash.bytes);
 }

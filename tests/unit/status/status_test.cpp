@@ -4,7 +4,6 @@
 
 #include "dataflash/layout.h"
 #include "firmpack/byte_order.h"
-#include "firmpack/checksum.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/case_name.h"
@@ -15,7 +14,6 @@
 #include <json-c/json.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
@@ -39,31 +37,18 @@ struct record_seed {
 void seed_bootloader(const record_seed& s)
 {
     std::vector<uint8_t>& bytes = test_dataflash().bytes;
-    uint8_t* r = bytes.data() + BOOTLOADER_ADMIN_OFFSET + ADMIN_SLOT_SIZE * s.slot;
+    uint8_t* r = bytes.data() + bootloader_slot_offset(s.slot);
     const uint32_t offset = BOOTLOADER_IMAGE_OFFSETS[s.slot];
     std::fill_n(bytes.begin() + offset, 64, static_cast<uint8_t>(s.sequence));
-    for (uint32_t f : {bootloader::MAGIC, bootloader::MAGIC_END}) {
-        put_le32(r + f, RECORD_MAGIC);
-    }
-    put_le32(r + bootloader::IMAGE_OFFSET, offset);
-    put_le32(r + bootloader::IMAGE_LENGTH, 64);
-    put_le32(r + bootloader::IMAGE_CRC, checksum_crc32(0, bytes.data() + offset, 64));
-    put_le32(r + bootloader::VALID, RECORD_VALID);
-    put_le32(r + bootloader::SEQUENCE, s.sequence);
-    memset(r + bootloader::DESCRIPTION, 0, bootloader::DESCRIPTION_SIZE);
-    std::string description = "bl" + std::to_string(s.sequence);
-    std::copy(description.begin(), description.end(), r + bootloader::DESCRIPTION);
+    put_bootloader_record(r, offset, bytes.data() + offset, 64, s.sequence,
+                          "bl" + std::to_string(s.sequence));
     put_le32(r + s.change.first, s.change.second);
 }
 
 void seed_linux(const record_seed& s)
 {
-    uint8_t* r =
-        test_dataflash().bytes.data() + LINUX_ADMIN_OFFSET + ADMIN_SLOT_SIZE * (s.slot - 1);
-    const uint32_t fields[] = {RECORD_MAGIC, 1, s.sequence, 2, BOARD, RECORD_MAGIC};
-    for (uint32_t i = 0; i < 6; ++i) {
-        put_le32(r + 4 * i, fields[i]);
-    }
+    uint8_t* r = test_dataflash().bytes.data() + linux_slot_offset(s.slot);
+    put_linux_record(r, s.sequence, BOARD);
     put_le32(r + s.change.first, s.change.second);
 }
 

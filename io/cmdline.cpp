@@ -3,37 +3,13 @@
 
 #include "io/result.h"
 
-#include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
 namespace {
 
-constexpr const char* CMDLINE_PATH = "/proc/cmdline";
-
 // Filled by the first caller that finds it empty; never changed afterwards.
 char cmdline_cache[CMDLINE_SIZE];
-
-int read_cmdline_cache()
-{
-    FILE* stream = fopen(CMDLINE_PATH, "r");
-    if (stream == nullptr) {
-        int error = errno;
-        fprintf(stderr, "Failed to open %s : %s\n", CMDLINE_PATH, strerror(error));
-        return error;
-    }
-    // Lines longer than the cache are kept to the cache's size; the kernel's
-    // own limit keeps real command lines well below it.
-    std::size_t length = 0;
-    int c;
-    while (length < CMDLINE_SIZE - 1 && (c = fgetc(stream)) != EOF) {
-        cmdline_cache[length++] = static_cast<char>(c);
-    }
-    cmdline_cache[length] = '\0';
-    fclose(stream);
-    return 0;
-}
 
 uint32_t decimal_value(const char* text)
 {
@@ -70,7 +46,7 @@ int get_cmdline_param(const char* key, char* value)
 {
     value[0] = '\0';
     if (cmdline_cache[0] == '\0') {
-        int result = read_cmdline_cache();
+        int result = read_kernel_cmdline(cmdline_cache, sizeof cmdline_cache);
         if (result != 0) {
             return result;
         }

@@ -1,4 +1,5 @@
-// The kernel command line: the only reader of /proc/cmdline.
+// The kernel command line, read once per process through read_kernel_cmdline,
+// the only reader of /proc/cmdline.
 // SPDX-License-Identifier: MIT
 #pragma once
 
@@ -12,6 +13,13 @@ inline constexpr std::size_t CMDLINE_SIZE = 4096;
 // cmdline that reads key=value, or the empty text. Words are separated by
 // single blanks only; tab and newline belong to the words.
 void cmdline_find_param(const char* cmdline, const char* key, char* value);
+
+// Copies /proc/cmdline into buffer (size bytes), cut to fit and ended with a
+// NUL. 0, or the errno value when it cannot be opened, after saying so on
+// standard error. It lives in a library of its own (fpu_kernel_cmdline): the
+// programs link it, the unit tests link a command line of their own
+// (tests/support/test_cmdline.h) so that everything above runs unchanged.
+[[nodiscard]] int read_kernel_cmdline(char* buffer, std::size_t size);
 
 // Looks key up in the kernel command line, read once per process. 0 whether
 // or not the key was found (value empty when not); the errno value when

@@ -1,7 +1,7 @@
 // The update sequence on the host: the sample pair against an in-memory
-// dataflash, the host's own kernel command line (which names no running
-// baseline) and no installed version files, so that every package counts as
-// changed and the update stops where it needs the board.
+// dataflash, a kernel command line of the test's and no installed version
+// files, so that every package counts as changed and the update stops where
+// it needs the board's filesystems.
 // SPDX-License-Identifier: MIT
 #include "driver/update.h"
 
@@ -9,12 +9,11 @@
 #include "tests/support/fixture.h"
 #include "tests/support/memory_dataflash.h"
 #include "tests/support/sample_pair.h"
+#include "tests/support/test_cmdline.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <sys/stat.h>
 
@@ -22,15 +21,13 @@ namespace {
 
 bool host_is_no_board()
 {
-    std::ifstream cmdline("/proc/cmdline");
-    const std::string words(std::istreambuf_iterator<char>(cmdline), {});
     struct stat status;
-    return words.find("baseline=") == std::string::npos && stat("/version", &status) != 0 &&
-           stat("/mnt/apps/version", &status) != 0;
+    return stat("/version", &status) != 0 && stat("/mnt/apps/version", &status) != 0;
 }
 
 struct update_case {
     const char* os;
+    const char* cmdline;
     dataflash_faults faults;
     int result;
     std::string tail; // what follows "## Both firmpacks match together"
@@ -41,21 +38,39 @@ const std::string NOT_INSTALLED = "   Package 'bootloader    ' not yet installed
                                   "FILE!)\n   Package 'apps@1        ' not yet installed (NO "
                                   "'/version' FILE!)\n";
 const std::string RULE = "   --------------------------------------\n";
+const std::string STARTED = "## Checking versions:\n" + NOT_INSTALLED + RULE +
+                            "   --------- Starting SW Update ---------\n" + RULE;
+
+// The lines of an update from the running baseline into the other one, which
+// stores the bootloader and fails at the first filesystem, for want of the
+// board's flash.
+std::string into(int running, int updating)
+{
+    return "   Current baseline:" + std::to_string(running) +
+           ", Updating baseline:" + std::to_string(updating) +
+           "\n## Preparing bootloader update...\n"
+           "   Installing package 'bootloader    '... (bootloader 2026.10)\n"
+           "## Preparing root and applications filesystems...\n"
+           "   Preparing package  'rootfs@1      '... (filesystem R5.1)\n"
+           "ERROR: No useable MTD partition found\n" +
+           RULE + "   -------- SW Update FAILED !! ---------\n" + RULE;
+}
 
 TEST(RunUpdate, StopsWhereTheBoardIsNeeded)
 {
     if (!host_is_no_board()) {
-        GTEST_SKIP() << "this host has a baseline or version files of a board";
+        GTEST_SKIP() << "this host has the version files of a board";
     }
     const update_case cases[] = {
-        {"fp_os.img",
+        {"fp_os.img", "quiet", {}, 9, STARTED + "Unexpected baseline to boot from:-1\n"},
+        {"fp_os.img", "quiet baseline=1", {}, 22, STARTED + into(1, 2)},
+        {"fp_os.img", "baseline=2\n", {}, 22, STARTED + into(2, 1)},
+        {"fp_os.img", "baseline=1", {.fail_read = 1}, -1, "## Checking versions:\n"},
+        {"fp_os_legacy.img",
+         "baseline=1",
          {},
-         9,
-         "## Checking versions:\n" + NOT_INSTALLED + RULE +
-             "   --------- Starting SW Update ---------\n" + RULE +
-             "Unexpected baseline to boot from:-1\n"},
-        {"fp_os.img", {.fail_read = 1}, -1, "## Checking versions:\n"},
-        {"fp_os_legacy.img", {}, 0, "## Legacy Firmpacks detected, preparing for downgrade...\n"},
+         0,
+         "## Legacy Firmpacks detected, preparing for downgrade...\n"},
     };
     const std::vector<uint8_t> app = load_file(sample_path("fp_app.img"));
     for (const update_case& c : cases) {
@@ -65,6 +80,7 @@ TEST(RunUpdate, StopsWhereTheBoardIsNeeded)
         flash.faults = c.faults;
         std::string out;
         in_fresh_process([&] {
+            set_test_cmdline(c.cmdline);
             captured_output output;
             EXPECT_EQ(c.result, capture_output(&output, [&] {
                           return run_update({os.data(), static_cast<uint32_t>(os.size()), "os"},

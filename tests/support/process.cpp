@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "tests/support/process.h"
 
+#include "io/status.h"
+
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -117,4 +119,23 @@ void in_fresh_process(const std::function<void()>& body)
     int status = 0;
     ASSERT_EQ(child, waitpid(child, &status, 0));
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "failed in the child, see above";
+}
+
+std::string status_stream_of(const std::function<void()>& body)
+{
+    int ends[2];
+    EXPECT_EQ(0, pipe2(ends, O_NONBLOCK));
+    in_fresh_process([&] {
+        setenv(STATUS_FD_VARIABLE, std::to_string(ends[1]).c_str(), 1);
+        status_open();
+        body();
+    });
+    std::string lines;
+    char buffer[4096];
+    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;) {
+        lines.append(buffer, static_cast<std::size_t>(got));
+    }
+    close(ends[0]);
+    close(ends[1]);
+    return lines;
 }

@@ -32,3 +32,7 @@ process_result run_process(const std::vector<std::string>& argv, int timeout_sec
 // Runs body in a child process, as the tool runs once per process: whatever
 // state a module keeps for the whole process starts afresh.
 void in_fresh_process(const std::function<void()>& body);
+
+// The status stream's lines that body writes, run in a fresh process with the
+// stream on the write end of a pipe.
+std::string status_stream_of(const std::function<void()>& body);

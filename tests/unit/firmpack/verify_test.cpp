@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "firmpack/fit.h"
 #include "firmpack/verify.h"
+#include "io/status.h"
 
 #include "tests/support/capture.h"
 #include "tests/support/fixture.h"
+#include "tests/support/process.h"
 
 #include <gtest/gtest.h>
 
@@ -120,6 +122,31 @@ TEST(FirmpackHashes, GoodMkimageFirmpackLineForLine)
                                    "   Hash(es) for Image 1 (rootfs@1): md5+ \n"
                                    "   Hash(es) for Image 2 (fdt@1): crc32+ \n",
               walk.out);
+}
+
+// The hashing phase counts each image once per algorithm its hash records
+// name, and the check moves all of those bytes.
+TEST(FirmpackHashes, StreamCountsEachImageOncePerAlgorithm)
+{
+    std::vector<uint8_t> fit = load_fixture("os_good.fit");
+    uint64_t expected = 0;
+    for (const char* image : {"bootloader@1", "bootloader@1", "rootfs@1", "fdt@1"}) {
+        const uint8_t* data = nullptr;
+        uint32_t size = 0;
+        ASSERT_EQ(
+            0, firmpack_get_data(fit.data(), firmpack_image_node(fit.data(), image), &data, &size));
+        expected += size;
+    }
+    ASSERT_EQ(expected, firmpack_hash_bytes(fit.data()));
+    const std::string lines = status_stream_of([&] {
+        status_begin(PHASE_HASHES, "os", expected);
+        EXPECT_EQ(1, check_hashes(fit).result);
+        status_end();
+    });
+    const std::string all = std::to_string(expected);
+    EXPECT_NE(std::string::npos,
+              lines.find("\"done\":" + all + ",\"total\":" + all + ",\"state\":\"end\""))
+        << lines;
 }
 
 TEST(FirmpackHashes, StopsAtTheFirstFailingImage)

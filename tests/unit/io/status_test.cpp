@@ -16,26 +16,6 @@
 
 namespace {
 
-// The lines written to a pipe while body runs with the stream on its write end.
-template <typename Body> std::string stream_of(Body body)
-{
-    int ends[2];
-    EXPECT_EQ(0, pipe2(ends, O_NONBLOCK));
-    in_fresh_process([&] {
-        setenv(STATUS_FD_VARIABLE, std::to_string(ends[1]).c_str(), 1);
-        status_open();
-        body();
-    });
-    std::string lines;
-    char buffer[4096];
-    for (ssize_t got; (got = read(ends[0], buffer, sizeof buffer)) > 0;) {
-        lines.append(buffer, static_cast<std::size_t>(got));
-    }
-    close(ends[0]);
-    close(ends[1]);
-    return lines;
-}
-
 TEST(StatusStream, PhasesAndOutcomes)
 {
     const std::string START =
@@ -51,7 +31,7 @@ TEST(StatusStream, PhasesAndOutcomes)
     };
     for (const auto& [result, ends, next, outcome] : cases) {
         std::string expected = START + BEGIN;
-        const std::string lines = stream_of([&] {
+        const std::string lines = status_stream_of([&] {
             status_start(0x105, "os", "a\"p");
             status_begin(PHASE_WRITE, "rootfs2", 100);
             status_advance(40);

@@ -160,6 +160,17 @@ banner() {
     printf '%s\n' "   --------------------------------------" "$middle" "   --------------------------------------"
 }
 
+# running_board <version>: board 0x105 running baseline 1 (record sequence 4)
+# with filesystems of <version>; nothing else installed.
+running_board() {
+    cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
+    volume rootfs1 ubifs "$1"
+    volume apps1 ubifs "$1"
+    apps_mounted apps1
+    root_version "$1"
+    linux_record 1 sequence=4 board_id=0x105
+}
+
 # --- the R5.1 pair (up_os.img, up_app.img) on the R5.0 board -------------------
 
 # up_compared: the version lines of the R5.1 pair against the R5.0 board.
@@ -189,14 +200,9 @@ up_written() {
 # fs_board: baseline 1 runs R5.0 filesystems and the pair's bootloader;
 # baseline 2 holds R4.0.
 fs_board() {
-    cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-    volume rootfs1 ubifs "R5.0"
-    volume apps1 ubifs "R5.0"
+    running_board R5.0
     volume rootfs2 ubifs "R4.0"
     volume apps2 ubifs "R4.0"
-    apps_mounted apps1
-    root_version "R5.0"
-    linux_record 1 sequence=4 board_id=0x105
     bootloader_record 0 image=tiny.fit "description=bootloader 2026.10"
 }
 

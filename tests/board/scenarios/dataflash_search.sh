@@ -13,8 +13,7 @@ expect_status 0
 expect_stdout <<EOF
 $(pair_legacy "$LEGACY")
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 expect_dataflash_opens 2
 expect_dataflash <<'EOF'
 page32: ff ff ff ff ff ff ff ff ff ff
@@ -54,5 +53,4 @@ $(pair_legacy "$LEGACY")
 ERROR: Failed to read from dataflash (5)
 ERROR: install_legacy_firmpacks: Failed to read from dataflash
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null

@@ -27,8 +27,7 @@ $(apps_written)
 ## Finalising root and applications filesystems update...
 $(banner completed)
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 expect_commands <<EOF
 ubiupdatevol /dev/ubi12_0 -s $(wc -c < fs_rootfs.ubifs) -
 gunzip -cf

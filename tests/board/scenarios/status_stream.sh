@@ -3,12 +3,7 @@
 # counted; a run with nothing to do ends in its own outcome, where a failure
 # with the same exit status 255 would name the phase that failed.
 # SPDX-License-Identifier: MIT
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R5.0"
-volume apps1 ubifs "R5.0"
-apps_mounted apps1
-root_version "R5.0"
-linux_record 1 sequence=4 board_id=0x105
+running_board R5.0
 
 # streamed <firmpack>...: run with the stream on descriptor 3, into $WORK/stream.
 streamed() {
@@ -44,8 +39,7 @@ $(pair_checked)
 $(up_compared)
 $(up_written 1 2)
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 expect_stream <<EOF
 $(checked_stream)
 begin baseline
@@ -83,8 +77,7 @@ $(pair_checked)
    Package 'apps@1        ' not changed, got 'applications R5.1'
 $(banner nothing)
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 expect_stream <<EOF
 $(checked_stream)
 outcome nothing to update -1

@@ -4,12 +4,7 @@
 # status; the filesystems are finalised, the new bootloader record never
 # written, so the older bootloader stays the one the boot loader starts.
 # SPDX-License-Identifier: MIT
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R5.0"
-volume apps1 ubifs "R5.0"
-apps_mounted apps1
-root_version "R5.0"
-linux_record 1 sequence=4 board_id=0x105
+running_board R5.0
 bootloader_record 1 image=tiny.fit sequence=2 "description=bootloader 2026.04"
 page32_admin boot-admin
 fault fail_write=4

@@ -23,8 +23,7 @@ $(pair_checked)
 $(up_compared)
 $(up_written 2 1)
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 expect_commands <<'EOF'
 ubidetach /dev/ubi_ctrl -m 1
 flash_eraseall -q /dev/mtd1
@@ -60,8 +59,7 @@ $(pair_checked)
    Package 'apps@1        ' not changed, got 'applications R5.1'
 $(banner nothing)
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null
 
 cmdline console=ttyS0 brd_id_io=1 brd_id_core=5
 run firmpack-update up_os_bl11.img up_app.img
@@ -74,5 +72,4 @@ $(pair_checked)
 $(banner start)
 Unexpected baseline to boot from:-1
 EOF
-expect_stderr <<'EOF'
-EOF
+expect_stderr < /dev/null

@@ -53,6 +53,13 @@ $BOTH_SLOTS
 restart pending:   yes: baseline 2 starts next, baseline 1 runs
 EOF
 expect_stderr < /dev/null
+expect_dataflash <<'EOF'
+page32: ff ff ff ff ff ff ff ff ff ff
+~ bootloader 0: magic=0xdeadbeef image_offset=0xce820 image_length=65536 image_crc=0x* valid=1 sequence=1 magic_end=0xdeadbeef description="bootloader 2025.04" image ok
+~ bootloader 1: magic=0xdeadbeef image_offset=0x26f430 image_length=65536 image_crc=0x* valid=1 sequence=2 magic_end=0xdeadbeef description="bootloader 2026.10" image ok
+linux 1: magic=0xdeadbeef valid=1 sequence=1 format=2 board_id=0x105 magic_end=0xdeadbeef
+linux 2: magic=0xdeadbeef valid=1 sequence=2 format=2 board_id=0x105 magic_end=0xdeadbeef
+EOF
 expect_next <<'EOF'
 bootloader slot 1 sequence 2 "bootloader 2026.10"
 linux baseline 2 sequence 2
@@ -78,6 +85,10 @@ restart pending:   no
 EOF
 expect_stderr < /dev/null
 cp "$WORK/stdout" "$WORK/restarted"
+expect_next <<'EOF'
+bootloader slot 1 sequence 2 "bootloader 2026.10"
+linux baseline 2 sequence 2
+EOF
 expect_installed_verdicts up_os.img up_app.img <<'EOF'
 bootloader: unchanged
 rootfs: unchanged

@@ -1,7 +1,7 @@
 # The update agent's status stream: a whole update with it on prints what the
 # same run prints without it, and its objects come in order with every byte
-# counted; a run with nothing to do ends in its own outcome, where a failure
-# with the same exit status 255 would name the phase that failed.
+# counted; a run with nothing to do and a failed dataflash transfer, both exit
+# status 255, are told apart by the last object.
 # SPDX-License-Identifier: MIT
 running_board R5.0
 
@@ -17,7 +17,7 @@ expect_stream() {
     compare stream "$WORK/summary"
 }
 
-# Through the comparison with the board, which every run passes.
+# Up to the comparison with the board, which every run begins.
 checked_stream() {
     cat <<'EOF'
 start 0x105 up_os.img up_app.img
@@ -28,7 +28,6 @@ begin hashes up_app.img
 begin acceptance
 end acceptance
 begin comparison
-end comparison
 EOF
 }
 
@@ -42,6 +41,7 @@ EOF
 expect_stderr < /dev/null
 expect_stream <<EOF
 $(checked_stream)
+end comparison
 begin baseline
 end baseline
 begin bootloader bootloader@1
@@ -80,5 +80,19 @@ EOF
 expect_stderr < /dev/null
 expect_stream <<EOF
 $(checked_stream)
+end comparison
 outcome nothing to update -1
+EOF
+
+fault fail_read=1
+streamed up_os.img up_app.img
+expect_status 255
+expect_stdout <<EOF
+$(pair_checked)
+ERROR: Failed to read from dataflash (5)
+EOF
+expect_stderr < /dev/null
+expect_stream <<EOF
+$(checked_stream)
+outcome failed -1 comparison
 EOF

@@ -3,12 +3,7 @@
 # SPDX-License-Identifier: MIT
 RUNS=11
 out=/run/measure
-cmdline console=ttyS0 brd_id_io=1 brd_id_core=5 baseline=1
-volume rootfs1 ubifs "R6.0"
-volume apps1 ubifs "R6.0"
-apps_mounted apps1
-root_version "R6.0"
-linux_record 1 sequence=1 board_id=0x105
+running_board R6.0
 bootloader_record 0 image=ms_app_small.img "description=bootloader 2026.10"
 rm -rf "$out"
 mkdir -p "$out"

@@ -1,10 +1,11 @@
 # A whole update of a pair with a 512 KiB bootloader and 16 MiB of files in
 # each filesystem on the demo's board, split into its steps by the tool's
-# lines; then the nothing-to-do run after the restart; then the same update
-# with the status stream on, against the update without it. Medians of $RUNS
-# runs.
+# lines; then the nothing-to-do run after the restart; and the same update
+# with the status stream on, against the update without it, the two in turn
+# first so that neither always meets the board in the same state. Medians of
+# $RUNS runs.
 # SPDX-License-Identifier: MIT
-RUNS=5
+RUNS=7
 OS=ms_up_os.img
 APP=ms_up_app.img
 out=/run/measure-update
@@ -49,18 +50,22 @@ mkdir -p "$out"
 : > "$out/update"
 : > "$out/nothing"
 : > "$out/streamed"
-run=1
-while [ "$run" -le "$RUNS" ]; do
-    [ "$run" -eq 1 ] || reset_board
-    demo_board
-    timed "$out/update$run.log"
-    update_steps "$out/update$run.log" >> "$out/update"
-    reboot_into 2
-    timed "$out/nothing$run.log"
-    nothing_steps "$out/nothing$run.log" >> "$out/nothing"
+# fresh <log> [<stream>]: the update on the demo's board, set up anew.
+fresh() {
     reset_board
     demo_board
-    timed "$out/streamed$run.log" "$out/stream$run"
+    timed "$@"
+}
+
+run=1
+while [ "$run" -le "$RUNS" ]; do
+    [ $((run % 2)) -eq 1 ] || fresh "$out/streamed$run.log" "$out/stream$run"
+    fresh "$out/update$run.log"
+    reboot_into 2
+    timed "$out/nothing$run.log"
+    [ $((run % 2)) -eq 0 ] || fresh "$out/streamed$run.log" "$out/stream$run"
+    update_steps "$out/update$run.log" >> "$out/update"
+    nothing_steps "$out/nothing$run.log" >> "$out/nothing"
     update_steps "$out/streamed$run.log" >> "$out/streamed"
     run=$((run + 1))
 done

@@ -22,7 +22,6 @@ constexpr const char* PROP_KEY_NAME_HINT = "key-name-hint";
 constexpr const char* PROP_SIGN_IMAGES = "sign-images";
 constexpr const char* PROP_VALUE = "value";
 constexpr const char* PROP_HASHED_STRINGS = "hashed-strings";
-constexpr const char* PROP_HASH_ALGO = "algo";
 
 // "hashed-strings": a zero offset, then how many bytes of the strings block
 // are signed, each a big-endian 32-bit number.
@@ -136,7 +135,7 @@ bool has_strong_hash(const uint8_t* fit, int image)
     {
         const char* algo = nullptr;
         if (!firmpack_is_hash_node(fdt_get_name(fit, node, nullptr)) ||
-            firmpack_get_string(fit, node, PROP_HASH_ALGO, &algo) != 0) {
+            firmpack_get_hash_algo(fit, node, &algo) != 0) {
             continue;
         }
         for (std::string_view strong : STRONG_HASHES) {
